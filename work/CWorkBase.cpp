@@ -1,0 +1,154 @@
+#include "work/CWorkBase.h"
+
+#include "base/CLogWriter.h"
+#include "core/CData.h"
+
+#include <algorithm>
+#include <exception>
+
+#if defined(__GLIBCXX__)
+#include <cxxabi.h>
+#endif
+
+CWorkBase::CWorkBase(int type)
+    : m_bWorking(false)
+    , m_nType(type)
+{
+}
+
+CWorkBase::~CWorkBase() = default;
+
+bool CWorkBase::SetValue(const QString& key, const QVariant& value)
+{
+    QWriteLocker locker(&m_valueLock);
+    if (key.startsWith(QLatin1String("user_")) || key == QLatin1String("test"))
+        m_mapValues.insert(key, value);
+    return m_mapValues.contains(key);
+}
+
+const QVariant& CWorkBase::GetValue(const QString& key, const QVariant& defaultValue)
+{
+    // The reference outlives the lock by design: callers copy it at once.
+    QWriteLocker locker(&m_valueLock);
+    const auto it = m_mapValues.constFind(key);
+    return it == m_mapValues.constEnd() ? defaultValue : it.value();
+}
+
+int CWorkBase::GetType()
+{
+    return m_nType;
+}
+
+bool CWorkBase::QueryWork(const QVariantMap& args, std::function<bool(const QVariantMap&)> reply)
+{
+    Q_UNUSED(args);
+    Q_UNUSED(reply);
+    return false;
+}
+
+bool CWorkBase::SetParams(const QVariantMap& params)
+{
+    if (!m_mapParams.isSharedWith(params))
+        m_mapParams = params;
+    return true;
+}
+
+bool CWorkBase::StartWork()
+{
+    if (m_bWorking)
+        return true;
+    m_bWorking = true;
+    start(QThread::InheritPriority);
+    return true;
+}
+
+bool CWorkBase::StopWork()
+{
+    m_bWorking = false;
+    return true;
+}
+
+bool CWorkBase::JoinWork(unsigned long msecs)
+{
+    if (!isRunning())
+        return true;
+    if (!wait(msecs)) {
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("JoinWork").constData(), "thread time out %d. terminate",
+              static_cast<int>(msecs));
+        terminate();
+        wait();
+    }
+    return true;
+}
+
+bool CWorkBase::IsFinished()
+{
+    return isFinished();
+}
+
+bool CWorkBase::IsWorking()
+{
+    return m_bWorking;
+}
+
+bool CWorkBase::AddObserver(void* observer)
+{
+    if (std::find(m_vObservers.begin(), m_vObservers.end(), observer) == m_vObservers.end())
+        m_vObservers.push_back(observer);
+    return true;
+}
+
+bool CWorkBase::RemoveObserver(void* observer)
+{
+    const auto it = std::find(m_vObservers.begin(), m_vObservers.end(), observer);
+    if (it == m_vObservers.end())
+        return false;
+    m_vObservers.erase(it);
+    return true;
+}
+
+void CWorkBase::NotifyProgress(int pos, int max)
+{
+    QVariantMap progress;
+    progress.insert(QStringLiteral("user_data"), m_mapParams);
+    progress.insert(QStringLiteral("nPos"), pos);
+    progress.insert(QStringLiteral("nMax"), max);
+    WorkBaseData::CData::GetInstance()->Notify(WorkLibRs_Progress, progress);
+}
+
+void CWorkBase::Fail(const char* resMsg)
+{
+    m_mapResult.insert(QStringLiteral("resMsg"), QString::fromLatin1(resMsg));
+    ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s", resMsg);
+}
+
+QByteArray CWorkBase::FuncName(const char* function) const
+{
+    return QByteArray(metaObject()->className()) + "::" + function;
+}
+
+void CWorkBase::run()
+{
+    m_mapResult.insert(QStringLiteral("resMsg"), QString());
+    // Whatever DoWork does, the host gets exactly one finished map for this run.
+    try {
+        DoWork();
+#if defined(__GLIBCXX__)
+    } catch (abi::__forced_unwind&) {
+        // JoinWork's terminate() cancels the thread by unwinding it: let it through.
+        throw;
+#endif
+    } catch (const std::exception& e) {
+        ZRLOG(WorkBaseData::LOG_ERROR, FuncName("run").constData(), "work threw %s", e.what());
+        m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("task_failed"));
+    } catch (...) {
+        ZRLOG(WorkBaseData::LOG_ERROR, FuncName("run").constData(), "work threw");
+        m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("task_failed"));
+    }
+    QVariantMap finished;
+    finished.insert(QStringLiteral("user_data"), m_mapParams);
+    finished.insert(QStringLiteral("nPos"), 100);
+    finished.insert(QStringLiteral("nMax"), 100);
+    finished.insert(QStringLiteral("res_data"), m_mapResult);
+    WorkBaseData::CData::GetInstance()->Notify(WorkLibRs_Finished, finished);
+}

@@ -1,0 +1,152 @@
+#include "works/analysis/CDetVoiceWork.h"
+
+#include "base/CLogWriter.h"
+#include "base/PubUtils.h"
+#include "work/FFmpegOps.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTextStream>
+
+using WorkBaseData::PubUtils;
+
+namespace {
+
+QVariantMap Segment(double start, double end)
+{
+    return QVariantMap{{QStringLiteral("startTs"), start}, {QStringLiteral("endTs"), end}};
+}
+
+QString General6(double value)
+{
+    return QString::number(value, 'g', 6);
+}
+
+QString FileTime(double seconds)
+{
+    return PubUtils::FormatSeconds(static_cast<qint64>(seconds), true, true);
+}
+
+} // namespace
+
+CDetVoiceWork::CDetVoiceWork()
+    : CWorkBase(5)
+{
+}
+
+QVariantList CDetVoiceWork::ComputeSegments(const QVariantList& silences, double dMinSec, qint64 nDuration)
+{
+    QVariantList segments;
+    double prevEnd = 0;
+    for (int i = 0; i < silences.size(); ++i) {
+        const QVariantMap silence = silences.at(i).toMap();
+        const double start = silence.value(QStringLiteral("startTs")).toDouble();
+        const double end = silence.value(QStringLiteral("endTs")).toDouble();
+        // Strict comparisons on purpose: a stretch exactly dMinSec long is dropped.
+        if (i == 0) {
+            if (dMinSec < start)
+                segments.append(Segment(0, start));
+        } else if (start - prevEnd > dMinSec) {
+            segments.append(Segment(prevEnd, start));
+        }
+        if (i == silences.size() - 1 && dMinSec < nDuration - end)
+            segments.append(Segment(end, static_cast<double>(nDuration + 1)));
+        prevEnd = end;
+    }
+    return segments;
+}
+
+void CDetVoiceWork::DoWork()
+{
+    const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
+    const QString sSaveDir = m_mapParams.value(QStringLiteral("sSaveDir")).toString();
+    const qint64 nDuration = m_mapParams.value(QStringLiteral("nDuration")).toLongLong();
+    const int nDecibel = m_mapParams.value(QStringLiteral("nDecibel")).toInt();
+    const double dMinSec = m_mapParams.value(QStringLiteral("dMinSec")).toDouble();
+    const bool bMerge = m_mapParams.value(QStringLiteral("bMergeVideo")).toBool();
+
+    const QFileInfo input(sFile);
+    if (sFile.isEmpty() || !input.isFile() || !input.isReadable() || input.size() == 0)
+        return Fail("read_input_failed");
+
+    QString name = PubUtils::CheckFileName(input.completeBaseName());
+    if (name.isEmpty())
+        name = QStringLiteral("detvoice") + QString::number(PubUtils::NextWorkCounter());
+    QString folder = sSaveDir + QLatin1Char('/') + name;
+    if (!QDir(folder).exists() && !QDir().mkpath(folder)) {
+        const QString failed = folder;
+        folder = sSaveDir + QStringLiteral("/zorun") + QString::number(PubUtils::NextWorkCounter());
+        QDir().mkpath(folder);
+        ZRLOG(WorkBaseData::LOG_WARN, "CDetVoiceWork::DoWork", "mkdir save dir failed %s use dir %s",
+              failed.toUtf8().constData(), folder.toUtf8().constData());
+    }
+    if (!QFileInfo(folder).isDir())
+        return Fail("save_dir_failed");
+
+    bool detected = false;
+    const QVariantList silences =
+        FFmpegOps::DetectSilence(QVariantMap{{QStringLiteral("inFile"), sFile},
+                                             {QStringLiteral("nDecibel"), nDecibel},
+                                             {QStringLiteral("nDuration"), 1}},
+                                 &detected)
+            .toList();
+    if (!detected)
+        return Fail(QFileInfo::exists(FFmpegOps::FFmpegPath()) ? "read_input_failed" : "ffmpeg_not_found");
+
+    const QVariantList segments = ComputeSegments(silences, dMinSec, nDuration);
+
+    QVariantList requests;
+    QFile csv(folder + QLatin1Char('/') + name + QStringLiteral(".csv"));
+    if (csv.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
+        QTextStream out(&csv);
+        out << "file,start,end,duration\n";
+        for (int k = 0; k < segments.size(); ++k) {
+            const QVariantMap seg = segments.at(k).toMap();
+            const double start = seg.value(QStringLiteral("startTs")).toDouble();
+            const double end = seg.value(QStringLiteral("endTs")).toDouble();
+            const QString outFile =
+                folder + QLatin1Char('/') + FileTime(start) + QLatin1Char('-') + QString::number(k) + QStringLiteral(".mp4");
+            requests.append(QVariantMap{{QStringLiteral("inFile"), sFile},
+                                        {QStringLiteral("outFile"), outFile},
+                                        {QStringLiteral("startTime"), General6(start)},
+                                        {QStringLiteral("endTime"), General6(end)},
+                                        {QStringLiteral("bFast"), false}});
+            out << k << ',' << FileTime(start) << ',' << FileTime(end) << ',' << General6(end - start) << '\n';
+        }
+    }
+
+    int found = 0;
+    const int n = requests.size();
+    for (int k = 0; k < n; ++k) {
+        if (!m_bWorking) {
+            Fail("task_stopped");
+            break;
+        }
+        if (!FFmpegOps::CutSegment(requests.at(k).toMap()))
+            continue;
+        ++found;
+        NotifyProgress(static_cast<int>(static_cast<double>(k) / n * 100));
+    }
+    m_mapResult.insert(QStringLiteral("nFindNum"), found);
+
+    if (!bMerge)
+        return;
+    QFile list(PubUtils::JoinPath(folder, QStringLiteral("tmp_concat") + QStringLiteral(".txt")));
+    if (!list.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
+        return;
+    {
+        QTextStream out(&list);
+        for (const QVariant& request : requests) {
+            const QFileInfo segment(request.toMap().value(QStringLiteral("outFile")).toString());
+            // Bare file names, one a line: this is the list format hosts expect.
+            if (segment.exists() && segment.size() >= 1)
+                out << segment.fileName() << '\n';
+        }
+    }
+    list.close();
+    FFmpegOps::ConcatFiles(QVariantMap{
+        {QStringLiteral("inFile"), QStringList{list.fileName()}},
+        {QStringLiteral("outFile"), PubUtils::JoinPath(folder, QStringLiteral("azr-") + name + QStringLiteral(".mp4"))},
+        {QStringLiteral("workPath"), folder}});
+}
