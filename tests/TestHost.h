@@ -1,0 +1,72 @@
+#pragma once
+// A recording host for the tests: installs a callback on the hub and keeps every
+// message it receives, from whichever thread sends it.
+
+#include "core/CData.h"
+
+#include <QMutex>
+#include <QMutexLocker>
+#include <QPair>
+#include <QStringList>
+#include <QVariant>
+#include <QVector>
+
+class TestHost
+{
+public:
+    // Installs the recording callback (again, if a test released the hub) and clears the record.
+    static void Install(const QVariantMap& appInfo = QVariantMap())
+    {
+        WorkBaseData::CData::GetInstance()->Init(&TestHost::Callback, appInfo);
+        Clear();
+    }
+
+    static void Clear()
+    {
+        QMutexLocker locker(&lock());
+        messages().clear();
+    }
+
+    // All messages of one kind, in arrival order.
+    static QVector<QVariant> Of(int kind)
+    {
+        QMutexLocker locker(&lock());
+        QVector<QVariant> out;
+        for (const auto& m : messages()) {
+            if (m.first == kind)
+                out.append(m.second);
+        }
+        return out;
+    }
+
+    // The text of every log line (kind 1).
+    static QStringList Logs()
+    {
+        QStringList out;
+        for (const QVariant& v : Of(1))
+            out.append(v.toMap().value(QStringLiteral("log")).toString());
+        return out;
+    }
+
+    // Log lines containing needle.
+    static QStringList LogsWith(const QString& needle) { return Logs().filter(needle); }
+
+    static int Count(int kind) { return Of(kind).size(); }
+
+private:
+    static void Callback(WorkLibRs kind, const QVariant& value)
+    {
+        QMutexLocker locker(&lock());
+        messages().append(qMakePair(static_cast<int>(kind), value));
+    }
+    static QMutex& lock()
+    {
+        static QMutex m;
+        return m;
+    }
+    static QVector<QPair<int, QVariant>>& messages()
+    {
+        static QVector<QPair<int, QVariant>> m;
+        return m;
+    }
+};
