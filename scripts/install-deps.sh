@@ -7,7 +7,7 @@ pkgs=(
   qtbase5-dev libqt5sql5-sqlite
   libopencv-dev libcurl4-openssl-dev
   ffmpeg espeak-ng sox sqlite3
-  jq
+  jq bc
 )
 
 SUDO=""

@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QScopeGuard>
 #include <QTextStream>
 
 using WorkBaseData::PubUtils;
@@ -74,7 +75,8 @@ void CDetVoiceWork::DoWork()
     if (name.isEmpty())
         name = QStringLiteral("detvoice") + QString::number(PubUtils::NextWorkCounter());
     QString folder = sSaveDir + QLatin1Char('/') + name;
-    if (!QDir(folder).exists() && !QDir().mkpath(folder)) {
+    const bool existed = QDir(folder).exists();
+    if (!existed && !QDir().mkpath(folder)) {
         const QString failed = folder;
         folder = sSaveDir + QStringLiteral("/zorun") + QString::number(PubUtils::NextWorkCounter());
         QDir().mkpath(folder);
@@ -83,6 +85,11 @@ void CDetVoiceWork::DoWork()
     }
     if (!QFileInfo(folder).isDir())
         return Fail("save_dir_failed");
+    // A run that cannot read its input leaves no empty result folder behind.
+    auto removeFolder = qScopeGuard([&] {
+        if (!existed)
+            PubUtils::RemoveDir(folder);
+    });
 
     bool detected = false;
     const QVariantList silences =
@@ -93,6 +100,7 @@ void CDetVoiceWork::DoWork()
             .toList();
     if (!detected)
         return Fail(QFileInfo::exists(FFmpegOps::FFmpegPath()) ? "read_input_failed" : "ffmpeg_not_found");
+    removeFolder.dismiss();
 
     const QVariantList segments = ComputeSegments(silences, dMinSec, nDuration);
 

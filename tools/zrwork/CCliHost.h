@@ -1,0 +1,32 @@
+#pragma once
+// The command-line host's side of the library: it owns the callback, renders progress
+// and log lines on stderr, and runs one work to its finished map.
+
+#include "CWorkLib.h"
+
+#include <QString>
+#include <QVariantMap>
+
+class CCliHost
+{
+public:
+    CCliHost(bool verbose, const QString& appData);
+    ~CCliHost();
+    CCliHost(const CCliHost&) = delete;
+    CCliHost& operator=(const CCliHost&) = delete;
+
+    CWorkLib* Lib() const { return m_pLib; }
+
+    // Creates, starts and joins one work; Ctrl-C stops it. Returns the process exit
+    // status: 0 when "resMsg" is empty, 1 when it names a failure, 2 when no work of
+    // that type exists. *finished receives the finished map.
+    int RunWork(int type, const QVariantMap& params, QVariantMap* finished);
+
+    // Work type names in type order, for listing.
+    static QString TypeName(int type);
+
+private:
+    static void Callback(WorkLibRs kind, const QVariant& value);
+
+    CWorkLib* m_pLib;
+};
