@@ -3,7 +3,7 @@
 
 #include "TestHost.h"
 #include "base/PubUtils.h"
-#include "core/CWorkLib.h"
+#include "core/CObjLibImp.h"
 #include "works/analysis/CDetVoiceWork.h"
 
 #include <QDir>
