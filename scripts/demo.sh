@@ -8,7 +8,7 @@ out=$root/demo-out
 rm -rf "$out"
 mkdir -p "$out"
 bash "$root/scripts/make-sample.sh" "$out/sample talk.mp4"
-"$root/build/bin/zrwork" voice "$out/sample talk.mp4" --save-dir "$out" --decibel 30 --min-sec 0.5 --merge
+"$root/build/bin/zrwork" voice "$out/sample talk.mp4" --save-dir "$out" --decibel 30 --min-sec 0.5
 echo
 echo "segments found (from $out/sample talk/sample talk.csv):"
 cat "$out/sample talk/sample talk.csv"

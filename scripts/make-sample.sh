@@ -15,5 +15,6 @@ sox -n -r "$rate" -c 1 "$tmp/s2.wav" trim 0 2
 sox -n -r "$rate" -c 1 "$tmp/s3.wav" trim 0 3
 sox "$tmp/s2.wav" "$tmp/a.wav" "$tmp/s2.wav" "$tmp/b.wav" "$tmp/s3.wav" "$tmp/c.wav" "$tmp/s2.wav" "$tmp/speech.wav"
 
+# The picture stops with the sound, so the file has no silent tail beyond the speech track.
 ffmpeg -v error -y -f lavfi -i "testsrc=size=320x240:rate=25" -i "$tmp/speech.wav" \
-  -shortest -c:v libx264 -pix_fmt yuv420p -c:a aac "$out"
+  -t "$(soxi -D "$tmp/speech.wav")" -c:v libx264 -pix_fmt yuv420p -c:a aac "$out"
