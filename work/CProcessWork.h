@@ -13,6 +13,8 @@ class CProcessWork : public QObject
 public:
     CProcessWork();
     ~CProcessWork() override;
+    CProcessWork(const CProcessWork&) = delete;
+    CProcessWork& operator=(const CProcessWork&) = delete;
 
     // Blocks until the child has exited or failed to start; no time limit.
     void StartTask(const QString& program, const QStringList& arguments, const QString& workDir);
@@ -32,4 +34,6 @@ public Q_SLOTS:
 
 private:
     QProcess* m_pProcess;
+    bool m_bRan = false;
+    bool m_bFailed = false;
 };

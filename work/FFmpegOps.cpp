@@ -1,14 +1,236 @@
 #include "work/FFmpegOps.h"
 
-// Placeholder until the operations land.
-QString FFmpegOps::FFmpegPath() { return QStringLiteral("ffmpeg"); }
-bool FFmpegOps::ConcatFiles(const QVariantMap&) { return false; }
-QVariant FFmpegOps::DetectSilence(const QVariantMap&, bool*) { return QVariantList(); }
-bool FFmpegOps::ExtractAudio(const QVariantMap&) { return false; }
-bool FFmpegOps::MergeAudioVideo(const QVariantMap&) { return false; }
-void FFmpegOps::JpgSeqToVideo(const QString&, const QString&) {}
-bool FFmpegOps::PngSeqToVideo(const QVariantMap&) { return false; }
-bool FFmpegOps::RemoveSilence(const QVariantMap&) { return false; }
-bool FFmpegOps::CutSegment(const QVariantMap&) { return false; }
-bool FFmpegOps::VideoToPngSeq(const QVariantMap&) { return false; }
-QVariantList FFmpegOps::ParseSilence(const QString&) { return QVariantList(); }
+#include "base/PubUtils.h"
+#include "work/CProcessWork.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QtMath>
+#include <QRegExp>
+#include <QStandardPaths>
+#include <QStringList>
+
+using WorkBaseData::PubUtils;
+
+namespace {
+
+const QString kPadEven = QStringLiteral("pad=ceil(iw/2)*2:ceil(ih/2)*2");
+
+QString str(const QVariantMap& args, const char* key)
+{
+    return args.value(QLatin1String(key)).toString();
+}
+
+// Runs ffmpeg once with an inherited working directory unless one is given.
+void runFFmpeg(const QStringList& arguments, const QString& workDir = QString())
+{
+    CProcessWork work;
+    work.StartTask(FFmpegOps::FFmpegPath(), arguments, workDir);
+}
+
+} // namespace
+
+QString FFmpegOps::FFmpegPath()
+{
+    const QString local = PubUtils::GetAppDir() + QStringLiteral("/ffmpeg");
+#if defined(Q_OS_WIN)
+    const bool bLocal = QFileInfo(local).isFile() || QFileInfo(local + QStringLiteral(".exe")).isFile();
+#else
+    const bool bLocal = QFileInfo(local).isFile();
+#endif
+    if (bLocal)
+        return local;
+    const QString onPath = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    // With no ffmpeg anywhere the start fails and the log names the expected place.
+    return onPath.isEmpty() ? local : onPath;
+}
+
+bool FFmpegOps::ConcatFiles(const QVariantMap& args)
+{
+    const QStringList inFiles = args.value(QStringLiteral("inFile")).toStringList();
+    const QString outFile = str(args, "outFile");
+    const QString workPath = str(args, "workPath");
+    if (inFiles.isEmpty() || outFile.isEmpty() || workPath.isEmpty())
+        return false;
+
+    QStringList arguments {QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("concat"),
+                           QStringLiteral("-safe"), QStringLiteral("0"), QStringLiteral("-i")};
+    // Every item goes straight after "-i": callers pass one list file, relative to workPath.
+    arguments << inFiles;
+    arguments << QStringLiteral("-acodec") << QStringLiteral("copy") << QStringLiteral("-vcodec")
+              << QStringLiteral("copy") << outFile;
+    runFFmpeg(arguments, workPath);
+    return QFile::exists(outFile);
+}
+
+QVariant FFmpegOps::DetectSilence(const QVariantMap& args, bool* pOk)
+{
+    const QString inFile = str(args, "inFile");
+    const int nDecibel = qMax(1, args.value(QStringLiteral("nDecibel")).toInt());
+    const int nDuration = qMax(1, args.value(QStringLiteral("nDuration")).toInt());
+    const QString filter = QStringLiteral("silencedetect=noise=-%1dB:duration=%2").arg(nDecibel).arg(nDuration);
+
+    // Nothing is written, so no "-y".
+    const QStringList arguments {QStringLiteral("-i"), inFile, QStringLiteral("-af"), filter,
+                                 QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")};
+    CProcessWork work;
+    work.StartTask(FFmpegPath(), arguments, QString());
+    if (pOk)
+        *pOk = work.Succeeded();
+    return ParseSilence(work.GetStdErr());
+}
+
+bool FFmpegOps::ExtractAudio(const QVariantMap& args)
+{
+    const QString inFile = str(args, "inFile");
+    const QString outFile = str(args, "outFile");
+    QStringList arguments {QStringLiteral("-y"), QStringLiteral("-i"), inFile, QStringLiteral("-vn")};
+    // Case-sensitive on purpose: any other spelling keeps the original stream.
+    if (str(args, "aType") == QLatin1String("PCM16")) {
+        arguments << QStringLiteral("-acodec") << QStringLiteral("pcm_s16le") << QStringLiteral("-ac")
+                  << QStringLiteral("1") << QStringLiteral("-ar") << QStringLiteral("16000");
+    } else {
+        arguments << QStringLiteral("-acodec") << QStringLiteral("copy");
+    }
+    arguments << outFile;
+    runFFmpeg(arguments);
+    return QFile::exists(outFile);
+}
+
+bool FFmpegOps::MergeAudioVideo(const QVariantMap& args)
+{
+    const QString outFile = str(args, "outFile");
+    // No stream mapping: ffmpeg's default selection picks the video and the audio.
+    const QStringList arguments {QStringLiteral("-y"), QStringLiteral("-i"), str(args, "inFile"),
+                                 QStringLiteral("-i"), str(args, "inFile2"), QStringLiteral("-vsync"),
+                                 QStringLiteral("0"), QStringLiteral("-acodec"), QStringLiteral("copy"),
+                                 QStringLiteral("-vcodec"), QStringLiteral("copy"), outFile};
+    runFFmpeg(arguments);
+    return QFile::exists(outFile);
+}
+
+void FFmpegOps::JpgSeqToVideo(const QString& picDir, const QString& outFile)
+{
+    const QStringList files = PubUtils::ListFiles(picDir);
+    if (files.isEmpty()) {
+        QDir().rmdir(picDir);
+        return;
+    }
+
+    const QString tmpDir = picDir + QStringLiteral("/tmppiczr/");
+    QDir().mkpath(tmpDir);
+    // Named by listing index and complete suffix, so only ".jpg" files join the sequence from 0.
+    for (int i = 0; i < files.size(); ++i) {
+        const QFileInfo info(QDir(picDir).filePath(files.at(i)));
+        const QString target = tmpDir + QString::number(i) + QLatin1Char('.') + info.completeSuffix();
+        QFile::remove(target);
+        QFile::copy(info.filePath(), target);
+    }
+
+    // "-r" before "-i" sets the input picture rate; no pixel format is forced here.
+    const QStringList arguments {QStringLiteral("-y"), QStringLiteral("-r"), QStringLiteral("5"),
+                                 QStringLiteral("-i"), tmpDir + QStringLiteral("%d.jpg"), QStringLiteral("-vf"),
+                                 kPadEven, QStringLiteral("-vcodec"), QStringLiteral("libx264"), outFile};
+    runFFmpeg(arguments);
+    PubUtils::RemoveDir(tmpDir);
+}
+
+bool FFmpegOps::PngSeqToVideo(const QVariantMap& args)
+{
+    const QString inDir = str(args, "inDir");
+    const QString outFile = str(args, "outFile");
+    const QStringList arguments {QStringLiteral("-y"), QStringLiteral("-r"), QStringLiteral("15"),
+                                 QStringLiteral("-i"), inDir + QStringLiteral("/%8d.png"), QStringLiteral("-vf"),
+                                 kPadEven, QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
+                                 QStringLiteral("-vcodec"), QStringLiteral("libx264"), outFile};
+    runFFmpeg(arguments);
+    if (args.value(QStringLiteral("bRmInDir")).toBool())
+        PubUtils::RemoveDir(inDir);
+    return QFile::exists(outFile);
+}
+
+bool FFmpegOps::RemoveSilence(const QVariantMap& args)
+{
+    const QString outFile = str(args, "outFile");
+    const QStringList arguments {QStringLiteral("-y"), QStringLiteral("-i"), str(args, "inFile"),
+                                 QStringLiteral("-af"),
+                                 QStringLiteral("silenceremove=stop_periods=-1:stop_duration=1:stop_threshold=-30dB"),
+                                 outFile};
+    runFFmpeg(arguments);
+    return QFile::exists(outFile);
+}
+
+bool FFmpegOps::CutSegment(const QVariantMap& args)
+{
+    const QString outFile = str(args, "outFile");
+    const QString fast = QStringLiteral("bFast");
+    const bool bFast = args.contains(fast) && args.value(fast).toBool();
+
+    QStringList arguments {QStringLiteral("-y"), QStringLiteral("-ss"), str(args, "startTime"),
+                           QStringLiteral("-to"), str(args, "endTime")};
+    if (bFast) {
+        arguments << QStringLiteral("-copyts") << QStringLiteral("-i") << str(args, "inFile")
+                  << QStringLiteral("-vsync") << QStringLiteral("0") << QStringLiteral("-acodec")
+                  << QStringLiteral("copy") << QStringLiteral("-vcodec") << QStringLiteral("copy");
+    } else {
+        arguments << QStringLiteral("-i") << str(args, "inFile") << QStringLiteral("-vsync") << QStringLiteral("0")
+                  << QStringLiteral("-acodec") << QStringLiteral("aac") << QStringLiteral("-vcodec")
+                  << QStringLiteral("libx264");
+    }
+    arguments << outFile;
+    runFFmpeg(arguments);
+    return QFile::exists(outFile);
+}
+
+bool FFmpegOps::VideoToPngSeq(const QVariantMap& args)
+{
+    const QString saveDir = str(args, "saveDir");
+    if (!QDir(saveDir).exists())
+        QDir().mkpath(saveDir);
+    // "-r" after the input: here it is the output rate.
+    const QStringList arguments {QStringLiteral("-y"), QStringLiteral("-i"), str(args, "inFile"),
+                                 QStringLiteral("-r"), QStringLiteral("15"), saveDir + QStringLiteral("/%8d.png")};
+    runFFmpeg(arguments);
+    return QFile::exists(saveDir + QStringLiteral("/00000001.png"));
+}
+
+QVariantList FFmpegOps::ParseSilence(const QString& report)
+{
+    // Built per call: a QRegExp keeps its last match, so a shared one would race between works.
+    QRegExp startRx(QStringLiteral("^\\s*\\[silencedetect[^\\]]*\\].*silence_start.*:\\s*([\\.0-9]+).*$"),
+                    Qt::CaseInsensitive);
+    QRegExp endRx(QStringLiteral("^\\s*\\[silencedetect[^\\]]*\\].*silence_end[^:]*:\\s*([\\.0-9]+).*$"),
+                  Qt::CaseInsensitive);
+    // Neither number class admits a minus sign: a leading silence reported below zero is dropped.
+    const QString prefix = QStringLiteral("[silencedetect");
+
+    QVariantList result;
+    bool bPending = false;
+    double start = 0.0;
+    const QStringList lines = report.split(QRegExp(QStringLiteral("[\n\r]+")));
+    for (const QString& line : lines) {
+        if (!line.startsWith(prefix))
+            continue;
+        QRegExp& rx = bPending ? endRx : startRx;
+        if (rx.indexIn(line) != 0)
+            continue;
+        bool ok = false;
+        const double value = rx.cap(1).toDouble(&ok);
+        if (!ok || value < 0 || !qIsFinite(value))
+            continue;
+        if (!bPending) {
+            start = value;
+            bPending = true;
+            continue;
+        }
+        if (value - start > 0) {
+            QVariantMap interval;
+            interval.insert(QStringLiteral("startTs"), start);
+            interval.insert(QStringLiteral("endTs"), value);
+            result.append(interval);
+        }
+        bPending = false;
+    }
+    return result;
+}
