@@ -12,19 +12,21 @@ namespace {
 
 std::atomic<CData*> g_pHub{nullptr};
 
-// Face library messages reach the host exactly like the library's own log lines.
-void OnFaceMessage(zrface::ZrFaceRs kind, const zrface::ZrVarient& value)
+} // namespace
+
+// Face library messages reach the host exactly like the library's own log lines;
+// a message without a "log" text is forwarded with an empty one.
+void CData::OnFaceMessage(zrface::ZrFaceRs kind, const zrface::ZrVarient& value)
 {
     Q_UNUSED(kind);
     const auto it = value.texts.find("log");
     const QString text = it == value.texts.end() ? QString() : QString::fromStdString(it->second);
     QVariantMap line;
     line.insert(QStringLiteral("log"), text);
+    // Peek, not GetInstance: the face library may call back while the hub is being built.
     if (CData* hub = CData::Peek())
         hub->Notify(WorkLibRs_Log, line);
 }
-
-} // namespace
 
 CData* CData::GetInstance()
 {

@@ -36,6 +36,9 @@ public:
     zrface::ZrFaceLib* GetFaceLib() const { return m_pFaceLib; }
     void Release(bool doRelease);
 
+    // The handler given to the face library: its "log" texts reach the host as kind 1.
+    static void OnFaceMessage(zrface::ZrFaceRs kind, const zrface::ZrVarient& value);
+
     int GetTickCount() const { return m_nTick; }
     bool IsTimerActive() const { return m_pTimer->isActive(); }
 

@@ -6,13 +6,10 @@
 #include <algorithm>
 #include <exception>
 
-#if defined(__GLIBCXX__)
-#include <cxxabi.h>
-#endif
-
 CWorkBase::CWorkBase(int type)
     : m_bWorking(false)
     , m_nType(type)
+    , m_bTerminating(false)
 {
 }
 
@@ -58,6 +55,7 @@ bool CWorkBase::StartWork()
     if (m_bWorking)
         return true;
     m_bWorking = true;
+    m_bTerminating = false;
     start(QThread::InheritPriority);
     return true;
 }
@@ -75,6 +73,7 @@ bool CWorkBase::JoinWork(unsigned long msecs)
     if (!wait(msecs)) {
         ZRLOG(WorkBaseData::LOG_WARN, FuncName("JoinWork").constData(), "thread time out %d. terminate",
               static_cast<int>(msecs));
+        m_bTerminating = true;
         terminate();
         wait();
     }
@@ -133,15 +132,15 @@ void CWorkBase::run()
     // Whatever DoWork does, the host gets exactly one finished map for this run.
     try {
         DoWork();
-#if defined(__GLIBCXX__)
-    } catch (abi::__forced_unwind&) {
-        // JoinWork's terminate() cancels the thread by unwinding it: let it through.
-        throw;
-#endif
     } catch (const std::exception& e) {
         ZRLOG(WorkBaseData::LOG_ERROR, FuncName("run").constData(), "work threw %s", e.what());
         m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("task_failed"));
     } catch (...) {
+        // JoinWork's terminate() cancels the thread by unwinding it (glibc): that unwind
+        // must go on. Told apart by the flag, since binding the unwind to a typed catch
+        // binds a reference to no object at all.
+        if (m_bTerminating)
+            throw;
         ZRLOG(WorkBaseData::LOG_ERROR, FuncName("run").constData(), "work threw");
         m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("task_failed"));
     }

@@ -57,4 +57,6 @@ protected:
 
 private:
     const int m_nType;
+    // Set by JoinWork just before it terminates the thread, reset by StartWork.
+    std::atomic<bool> m_bTerminating;
 };
