@@ -6,8 +6,11 @@
 #include <QMutex>
 #include <QString>
 
+#include <cstdarg>
+
 namespace WorkBaseData {
 
+/// Log levels; each puts its word into the line (" Error>>> ", " Warn>> ", " Info ", " Debug ").
 enum LogLevel : unsigned
 {
     LOG_ERROR = 100,
@@ -16,6 +19,13 @@ enum LogLevel : unsigned
     LOG_DEBUG = 400
 };
 
+/**
+ * @brief Formats log lines "yyyy-MM-dd hh:mm:ss.zzz [thread] <func><level word><message>".
+ *
+ * One mutex serialises every line, so lines from different threads never mix. In host
+ * mode the line reaches the host callback as {"log": line} with the mutex held: a host
+ * callback must not log back into the library.
+ */
 class CLogWriter
 {
 public:
@@ -23,15 +33,26 @@ public:
     static constexpr qint64 kMaxFileSize = 10485760;
     static constexpr qint64 kKeepFileSize = 5242880;
 
-    // An empty path keeps the writer in host mode: lines go to the host callback.
+    /**
+     * @brief Opens @p path for appending, first cutting a file over 10 MiB down to its
+     *        last 5 MiB. An empty path, or a file that cannot be opened, keeps the writer
+     *        in host mode.
+     */
     explicit CLogWriter(const QString& path = QString());
     ~CLogWriter();
     CLogWriter(const CLogWriter&) = delete;
     CLogWriter& operator=(const CLogWriter&) = delete;
 
-    // The library's own writer, created with an empty path.
+    /// The library's own writer, in host mode; it lives until the process ends.
     static CLogWriter* Instance();
 
+    /// True when lines go to the log file rather than to the host.
+    bool IsFileMode() const { return m_file.isOpen(); }
+
+    /**
+     * @brief Writes one line; the message is cut at 10239 bytes, and an empty message
+     *        (or one that fails to format) writes nothing.
+     */
     void Write(unsigned level, const char* func, const char* format, va_list args);
 
 private:
@@ -39,8 +60,12 @@ private:
     QFile m_file;
     QString m_sPath;
     char* m_pBuffer;
+    int m_nDirty;              // bytes of the buffer the last message touched
+    qint64 m_nStampSecond;     // second of the cached local-time text
+    char m_szStamp[32];        // "yyyy-MM-dd hh:mm:ss" of m_nStampSecond
 };
 
+/// printf-style entry point every caller uses; a null writer or format writes nothing.
 void WriteLog(CLogWriter* writer, unsigned level, const char* func, const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 4, 5)))
@@ -49,6 +74,6 @@ void WriteLog(CLogWriter* writer, unsigned level, const char* func, const char* 
 
 } // namespace WorkBaseData
 
-// Shorthand for the library's own writer; func is the "Class::Function" name of the caller.
+/// Logs through the library's own writer; func is the "Class::Function" name of the caller.
 #define ZRLOG(level, func, ...) \
     ::WorkBaseData::WriteLog(::WorkBaseData::CLogWriter::Instance(), (level), (func), __VA_ARGS__)

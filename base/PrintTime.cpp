@@ -4,6 +4,8 @@
 
 #include <QDateTime>
 
+#include <utility>
+
 namespace WorkBaseData {
 
 PrintTime::PrintTime(QString name)

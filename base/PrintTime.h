@@ -5,6 +5,11 @@
 
 namespace WorkBaseData {
 
+/**
+ * @brief Logs "<< name" at Info when constructed and "name >> N ms" when destroyed.
+ *
+ * The start is kept as 32-bit milliseconds, so N is right for scopes under 49 days.
+ */
 class PrintTime
 {
 public:
