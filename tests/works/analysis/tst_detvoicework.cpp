@@ -1,13 +1,11 @@
 // Voice detection: the segment computation on its own, then whole runs through the
-// library boundary on media whose silences are known to the sample.
+// library object on a recording whose silences are known to the sample.
 
 #include "TestHost.h"
 #include "base/PubUtils.h"
 #include "core/CObjLibImp.h"
 #include "works/analysis/CDetVoiceWork.h"
 
-#include <QDir>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -16,18 +14,35 @@ using WorkBaseData::PubUtils;
 
 namespace {
 
-QVariantList Intervals(std::initializer_list<std::pair<double, double>> list)
+QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
 {
     QVariantList out;
     for (const auto& p : list)
-        out.append(QVariantMap{{QStringLiteral("startTs"), p.first}, {QStringLiteral("endTs"), p.second}});
+        out.append(QVariantMap{{"startTs", p.first}, {"endTs", p.second}});
     return out;
+}
+
+bool WriteFile(const QString& path, const QByteArray& data)
+{
+    QFile f(path);
+    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
 }
 
 QString ReadText(const QString& path)
 {
     QFile f(path);
-    return f.open(QIODevice::ReadOnly | QIODevice::Text) ? QString::fromUtf8(f.readAll()) : QStringLiteral("<missing>");
+    return f.open(QIODevice::ReadOnly | QIODevice::Text) ? QString::fromUtf8(f.readAll()) : "<missing>";
+}
+
+// Ten seconds of picture and tone, the tone silenced from 2 to 4 s and 6 to 8 s (or never).
+bool MakeMedia(const QString& path, bool withSilences)
+{
+    const QString tone = "0.5*sin(2*PI*440*t)";
+    const QString audio = withSilences ? "if(between(t,2,4)+between(t,6,8),0," + tone + ")" : tone;
+    QProcess ff;
+    ff.start("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=10", "-f",
+                        "lavfi", "-i", "aevalsrc='" + audio + "':s=16000:d=10", "-c:v", "libx264", "-c:a", "pcm_s16le", path});
+    return ff.waitForFinished(60000) && ff.exitCode() == 0;
 }
 
 } // namespace
@@ -36,60 +51,37 @@ class TstDetVoiceWork : public QObject
 {
     Q_OBJECT
 
-private:
     QTemporaryDir m_tmp;
     CWorkLib* m_pLib = nullptr;
-    QString m_sMedia; // 10 s: silent from 2 to 4 and from 6 to 8
-    QString m_sTone;  // 3 s of tone, no silence at all
+    QString m_sMedia;
 
-    bool MakeMedia(const QString& path, const QString& audioExpr, int seconds)
+    static QVariantMap Params(const QString& file, const QString& saveDir, bool merge = false)
     {
-        QProcess ff;
-        ff.start(QStringLiteral("ffmpeg"),
-                 {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-                  QStringLiteral("-i"), QStringLiteral("testsrc=size=160x120:rate=10:duration=%1").arg(seconds),
-                  QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-                  QStringLiteral("aevalsrc='%1':s=16000:d=%2").arg(audioExpr).arg(seconds), QStringLiteral("-c:v"),
-                  QStringLiteral("libx264"), QStringLiteral("-c:a"), QStringLiteral("pcm_s16le"), path});
-        return ff.waitForFinished(60000) && ff.exitCode() == 0 && QFileInfo(path).size() > 0;
+        return {{"sFile", file}, {"sSaveDir", saveDir}, {"nDuration", 10}, {"nDecibel", 30}, {"dMinSec", 1.0}, {"bMergeVideo", merge}};
     }
 
-    QVariantMap Params(const QString& file, const QString& saveDir, bool merge = false)
-    {
-        return QVariantMap{{QStringLiteral("sFile"), file},          {QStringLiteral("sSaveDir"), saveDir},
-                           {QStringLiteral("nDuration"), 10},        {QStringLiteral("nDecibel"), 30},
-                           {QStringLiteral("dMinSec"), 1.0},         {QStringLiteral("bMergeVideo"), merge}};
-    }
-
-    // Runs one voice work to its end and returns its finished map.
+    // One whole run; the result map, or {"runs": n} when not exactly one finished map came.
     QVariantMap Run(const QVariantMap& params)
     {
         TestHost::Clear();
         CDetWork* work = m_pLib->CreateWork(5);
-        if (!work)
-            return {};
         work->SetParams(params);
         work->StartWork();
         work->JoinWork(120000);
         m_pLib->ReleaseWork(work);
         const auto finished = TestHost::Of(WorkLibRs_Finished);
-        return finished.size() == 1 ? finished.first().toMap() : QVariantMap{{QStringLiteral("count"), finished.size()}};
+        if (finished.size() != 1)
+            return {{"runs", finished.size()}};
+        return finished.first().toMap().value("res_data").toMap();
     }
-
-    static QVariantMap ResData(const QVariantMap& finished) { return finished.value(QStringLiteral("res_data")).toMap(); }
 
 private Q_SLOTS:
     void initTestCase()
     {
-        QVERIFY(m_tmp.isValid());
-        TestHost::Install(QVariantMap{{QStringLiteral("appData"), m_tmp.path()}});
+        TestHost::Install({{"appData", m_tmp.path()}});
         m_pLib = WorkBaseData::CData::GetInstance()->GetWorkLib();
-        QVERIFY(m_pLib);
-        m_sMedia = m_tmp.filePath(QStringLiteral("talk.mkv"));
-        m_sTone = m_tmp.filePath(QStringLiteral("tone.mkv"));
-        QVERIFY2(MakeMedia(m_sMedia, QStringLiteral("if(between(t,2,4)+between(t,6,8),0,0.5*sin(2*PI*440*t))"), 10),
-                 "ffmpeg must be able to make the test recording");
-        QVERIFY(MakeMedia(m_sTone, QStringLiteral("0.5*sin(2*PI*440*t)"), 3));
+        m_sMedia = m_tmp.filePath("talk.mkv");
+        QVERIFY2(MakeMedia(m_sMedia, true), "ffmpeg must be able to make the test recording");
     }
 
     void segments_data()
@@ -98,15 +90,13 @@ private Q_SLOTS:
         QTest::addColumn<double>("minSec");
         QTest::addColumn<qint64>("duration");
         QTest::addColumn<QVariantList>("expected");
-
-        const QVariantList two = Intervals({{2.0, 3.0}, {5.0, 9.0}});
-        QTest::newRow("keeps all three") << two << 1.5 << qint64(12) << Intervals({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
-        QTest::newRow("exact length dropped") << two << 2.0 << qint64(12) << Intervals({{9.0, 13}});
-        QTest::newRow("leading silence") << Intervals({{0, 1.5}}) << 0.5 << qint64(4) << Intervals({{1.5, 5}});
-        QTest::newRow("leading silence, negative min") << Intervals({{0, 1.5}}) << -0.5 << qint64(4)
-                                                      << Intervals({{0, 0}, {1.5, 5}});
-        QTest::newRow("trailing silence") << Intervals({{3.0, 6.0}}) << 1.0 << qint64(6) << Intervals({{0, 3.0}});
-        QTest::newRow("no silence, no segment") << QVariantList() << 0.0 << qint64(60) << QVariantList();
+        const QVariantList two = Spans({{2.0, 3.0}, {5.0, 9.0}});
+        QTest::newRow("keeps all three") << two << 1.5 << qint64(12) << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
+        QTest::newRow("exact length dropped") << two << 2.0 << qint64(12) << Spans({{9.0, 13}});
+        QTest::newRow("leading silence") << Spans({{0, 1.5}}) << 0.5 << qint64(4) << Spans({{1.5, 5}});
+        QTest::newRow("negative min") << Spans({{0, 1.5}}) << -0.5 << qint64(4) << Spans({{0, 0}, {1.5, 5}});
+        QTest::newRow("trailing silence") << Spans({{3.0, 6.0}}) << 1.0 << qint64(6) << Spans({{0, 3.0}});
+        QTest::newRow("no silence") << QVariantList() << 0.0 << qint64(60) << QVariantList();
     }
 
     void segments()
@@ -120,157 +110,113 @@ private Q_SLOTS:
 
     void cutsVoicedStretches()
     {
-        const QString saveDir = m_tmp.filePath(QStringLiteral("out"));
-        const QVariantMap finished = Run(Params(m_sMedia, saveDir));
-        QCOMPARE(finished.value(QStringLiteral("nPos")).toInt(), 100);
-        QCOMPARE(ResData(finished).value(QStringLiteral("resMsg")).toString(), QString());
-        QCOMPARE(ResData(finished).value(QStringLiteral("nFindNum")).toInt(), 3);
+        const QString saveDir = m_tmp.filePath("out"), folder = saveDir + "/talk";
+        const QVariantMap res = Run(Params(m_sMedia, saveDir, true));
+        QCOMPARE(res, (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}}));
+        QCOMPARE(ReadText(folder + "/talk.csv"),
+                 QString("file,start,end,duration\n0,000000,000002,2\n1,000004,000006,1.99994\n2,000008,000011,2.99994\n"));
+        QCOMPARE(ReadText(folder + "/tmp_concat.txt"), QString("000000-0.mp4\n000004-1.mp4\n000008-2.mp4\n"));
+        for (const char* name : {"/000000-0.mp4", "/000004-1.mp4", "/000008-2.mp4"})
+            QVERIFY2(QFileInfo(folder + name).size() > 0, name);
 
-        const QString folder = saveDir + QStringLiteral("/talk");
-        QCOMPARE(ReadText(folder + QStringLiteral("/talk.csv")),
-                 QStringLiteral("file,start,end,duration\n"
-                                "0,000000,000002,2\n"
-                                "1,000004,000006,1.99994\n"
-                                "2,000008,000011,2.99994\n"));
-        for (const char* name : {"000000-0.mp4", "000004-1.mp4", "000008-2.mp4"})
-            QVERIFY2(QFileInfo(folder + QLatin1Char('/') + QLatin1String(name)).size() > 0, name);
-
-        // The stretch times reach ffmpeg as short decimal texts; a cut re-encodes.
-        const QStringList cuts = TestHost::LogsWith(QStringLiteral("CProcessWork::StartTask Info exec -y -ss 4.00006"));
-        QCOMPARE(cuts.size(), 1);
-        QVERIFY2(cuts.first().endsWith(QStringLiteral("exec -y -ss 4.00006 -to 6 -i ") + m_sMedia
-                                       + QStringLiteral(" -vsync 0 -acodec aac -vcodec libx264 ") + folder
-                                       + QStringLiteral("/000004-1.mp4")),
-                 qPrintable(cuts.first()));
+        // Times reach ffmpeg as short decimal texts, and a cut re-encodes.
+        const QString cut = "exec -y -ss 4.00006 -to 6 -i " + m_sMedia + " -vsync 0 -acodec aac -vcodec libx264 " + folder
+            + "/000004-1.mp4";
+        QCOMPARE(TestHost::LogsWith(cut).size(), 1);
+        const QString concat = "exec -y -f concat -safe 0 -i " + folder + "/tmp_concat.txt -acodec copy -vcodec copy " + folder
+            + "/azr-talk.mp4";
+        QCOMPARE(TestHost::LogsWith(concat).size(), 1);
+        // The list holds bare names, which ffmpeg's concat reader does not take as file
+        // directives: it refuses the list, so no merged file appears.
+        QVERIFY(!QFileInfo::exists(folder + "/azr-talk.mp4"));
 
         QList<int> positions;
         for (const QVariant& p : TestHost::Of(WorkLibRs_Progress)) {
-            QCOMPARE(p.toMap().value(QStringLiteral("nMax")).toInt(), 100);
-            QCOMPARE(p.toMap().value(QStringLiteral("user_data")).toMap(), Params(m_sMedia, saveDir));
-            positions.append(p.toMap().value(QStringLiteral("nPos")).toInt());
+            QCOMPARE(p.toMap().value("user_data").toMap(), Params(m_sMedia, saveDir, true));
+            QCOMPARE(p.toMap().value("nMax").toInt(), 100);
+            positions.append(p.toMap().value("nPos").toInt());
         }
         QCOMPARE(positions, (QList<int>{0, 33, 66}));
     }
 
-    void mergeListsBareNames()
-    {
-        const QString saveDir = m_tmp.filePath(QStringLiteral("merge"));
-        const QVariantMap finished = Run(Params(m_sMedia, saveDir, true));
-        QCOMPARE(ResData(finished).value(QStringLiteral("nFindNum")).toInt(), 3);
-        const QString folder = saveDir + QStringLiteral("/talk");
-        QCOMPARE(ReadText(folder + QStringLiteral("/tmp_concat.txt")),
-                 QStringLiteral("000000-0.mp4\n000004-1.mp4\n000008-2.mp4\n"));
-        const QString concat = QStringLiteral("exec -y -f concat -safe 0 -i ") + folder
-            + QStringLiteral("/tmp_concat.txt -acodec copy -vcodec copy ") + folder + QStringLiteral("/azr-talk.mp4");
-        QVERIFY2(TestHost::Logs().filter(QStringLiteral("CProcessWork::StartTask")).filter(concat).size() == 1,
-                 "the merge runs ffmpeg's concat on the list file, in the result folder");
-        // The list holds bare names, which this ffmpeg's concat reader does not take as
-        // file directives: it refuses the list and no merged file appears.
-        QVERIFY(!QFileInfo::exists(folder + QStringLiteral("/azr-talk.mp4")));
-    }
-
     void noSilenceNoSegments()
     {
-        const QString saveDir = m_tmp.filePath(QStringLiteral("tone"));
-        const QVariantMap finished = Run(Params(m_sTone, saveDir, true));
-        QCOMPARE(ResData(finished).value(QStringLiteral("resMsg")).toString(), QString());
-        QCOMPARE(ResData(finished).value(QStringLiteral("nFindNum")).toInt(), 0);
-        QCOMPARE(ReadText(saveDir + QStringLiteral("/tone/tone.csv")), QStringLiteral("file,start,end,duration\n"));
-        QCOMPARE(ReadText(saveDir + QStringLiteral("/tone/tmp_concat.txt")), QString());
-        QCOMPARE(TestHost::Count(WorkLibRs_Progress), 0);
+        const QString tone = m_tmp.filePath("tone.mkv"), saveDir = m_tmp.filePath("tone");
+        QVERIFY(MakeMedia(tone, false));
+        QCOMPARE(Run(Params(tone, saveDir, true)), (QVariantMap{{"resMsg", ""}, {"nFindNum", 0}}));
+        QCOMPARE(ReadText(saveDir + "/tone/tone.csv"), QString("file,start,end,duration\n"));
+        QCOMPARE(ReadText(saveDir + "/tone/tmp_concat.txt"), QString());
     }
 
+    // Quotes make a base name unusable as a folder name; the counter-named folder is used then.
     void awkwardNames_data()
     {
         QTest::addColumn<QString>("name");
-        QTest::newRow("spaces") << QStringLiteral("my talk 1");
-        QTest::newRow("quotes") << QStringLiteral("it's \"quoted\"");
-        QTest::newRow("non-ascii") << QStringLiteral("Grüße ünd 声音");
-        QTest::newRow("leading dash") << QStringLiteral("-i talk");
+        QTest::addColumn<QString>("folder");
+        QTest::newRow("spaces") << "my talk 1" << "my talk 1";
+        QTest::newRow("quotes") << "it's \"quoted\"" << "detvoice";
+        QTest::newRow("non-ascii") << "Grüße 声音" << "Grüße 声音";
+        QTest::newRow("leading dash") << "-i talk" << "-i talk";
     }
 
-    // Quotes make the base name unusable as a folder, so the counter-named folder is used.
     void awkwardNames()
     {
         QFETCH(QString, name);
-        const QString dir = m_tmp.filePath(QStringLiteral("names/") + QString::number(qHash(name)));
-        QVERIFY(QDir().mkpath(dir));
-        const QString file = dir + QLatin1Char('/') + name + QStringLiteral(".mkv");
-        QVERIFY(QFile::copy(m_sMedia, file));
-        const QVariantMap finished = Run(Params(file, dir + QStringLiteral("/out dir")));
-        QCOMPARE(ResData(finished).value(QStringLiteral("resMsg")).toString(), QString());
-        QCOMPARE(ResData(finished).value(QStringLiteral("nFindNum")).toInt(), 3);
-        const QString folderName = PubUtils::CheckFileName(name).isEmpty() ? QStringLiteral("detvoice") : name;
-        const QStringList made = QDir(dir + QStringLiteral("/out dir")).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-        QCOMPARE(made.size(), 1);
-        QVERIFY2(made.first().startsWith(folderName), qPrintable(made.first()));
+        QFETCH(QString, folder);
+        const QString dir = m_tmp.filePath(QString("names/") + QTest::currentDataTag());
+        QVERIFY(QDir().mkpath(dir) && QFile::copy(m_sMedia, dir + "/" + name + ".mkv"));
+        QCOMPARE(Run(Params(dir + "/" + name + ".mkv", dir + "/out dir")), (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}}));
+        const QStringList made = QDir(dir + "/out dir").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        QVERIFY2(made.size() == 1 && made.first().startsWith(folder), qPrintable(made.join(',')));
     }
 
-    void badInput_data()
+    // Every failure ends the run with one finished map naming it and leaves no result folder.
+    void failures_data()
     {
-        QTest::addColumn<QString>("content"); // "<none>" for a missing file
+        QTest::addColumn<QString>("input"); // "<none>" missing, "<media>" the recording, else the content
+        QTest::addColumn<bool>("saveDirBelowFile");
+        QTest::addColumn<bool>("noFfmpeg");
         QTest::addColumn<QString>("resMsg");
-        QTest::newRow("missing") << QStringLiteral("<none>") << QStringLiteral("read_input_failed");
-        QTest::newRow("empty") << QString() << QStringLiteral("read_input_failed");
-        QTest::newRow("not media") << QStringLiteral("just some text, not a recording\n")
-                                   << QStringLiteral("read_input_failed");
+        QTest::newRow("missing") << "<none>" << false << false << "read_input_failed";
+        QTest::newRow("empty") << "" << false << false << "read_input_failed";
+        QTest::newRow("not media") << "just text\n" << false << false << "read_input_failed";
+        QTest::newRow("save dir below a file") << "<media>" << true << false << "save_dir_failed";
+        QTest::newRow("no ffmpeg") << "<media>" << false << true << "ffmpeg_not_found";
     }
 
-    void badInput()
+    void failures()
     {
-        QFETCH(QString, content);
+        QFETCH(QString, input);
+        QFETCH(bool, saveDirBelowFile);
+        QFETCH(bool, noFfmpeg);
         QFETCH(QString, resMsg);
-        const QString dir = m_tmp.filePath(QStringLiteral("bad/") + QLatin1String(QTest::currentDataTag()));
-        QVERIFY(QDir().mkpath(dir));
-        const QString file = dir + QStringLiteral("/input.mp4");
-        if (content != QLatin1String("<none>")) {
-            QFile f(file);
-            QVERIFY(f.open(QIODevice::WriteOnly));
-            f.write(content.toUtf8());
+        const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
+        QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/plain", "x"));
+        QString file = input == "<media>" ? m_sMedia : dir + "/input.mp4";
+        if (input != "<media>" && input != "<none>")
+            QVERIFY(WriteFile(file, input.toUtf8()));
+        const QByteArray path = qgetenv("PATH");
+        if (noFfmpeg) {
+            PubUtils::SetAppDir(dir); // no ffmpeg beside the application, nor on the PATH
+            qputenv("PATH", dir.toUtf8());
         }
-        const QVariantMap finished = Run(Params(file, dir + QStringLiteral("/out")));
-        QVERIFY2(!finished.contains(QStringLiteral("count")), "exactly one finished map per run");
-        QCOMPARE(ResData(finished).value(QStringLiteral("resMsg")).toString(), resMsg);
-        QVERIFY2(QDir(dir + QStringLiteral("/out/input")).isEmpty(), "a failed run leaves no output behind");
+        const QVariantMap res = Run(Params(file, dir + (saveDirBelowFile ? "/plain/out" : "/out")));
+        qputenv("PATH", path);
+        PubUtils::SetAppDir(QString());
+        QCOMPARE(res.value("resMsg").toString(), resMsg);
+        QVERIFY2(QDir(dir + "/out").isEmpty(), "a failed run leaves no result folder behind");
     }
 
     void saveFolderFallsBackToZorun()
     {
-        const QString saveDir = m_tmp.filePath(QStringLiteral("blocked"));
-        QVERIFY(QDir().mkpath(saveDir));
-        QFile blocker(saveDir + QStringLiteral("/talk")); // a file where the result folder should go
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
-
-        const QVariantMap finished = Run(Params(m_sMedia, saveDir));
-        QCOMPARE(ResData(finished).value(QStringLiteral("nFindNum")).toInt(), 3);
-        const QStringList lines = TestHost::LogsWith(QStringLiteral("CDetVoiceWork::DoWork Warn>> mkdir save dir failed ")
-                                                     + saveDir + QStringLiteral("/talk use dir ") + saveDir
-                                                     + QStringLiteral("/zorun"));
+        const QString saveDir = m_tmp.filePath("blocked");
+        QVERIFY(QDir().mkpath(saveDir) && WriteFile(saveDir + "/talk", "")); // a file where the folder should go
+        QCOMPARE(Run(Params(m_sMedia, saveDir)).value("nFindNum").toInt(), 3);
+        const QStringList lines =
+            TestHost::LogsWith("CDetVoiceWork::DoWork Warn>> mkdir save dir failed " + saveDir + "/talk use dir " + saveDir + "/zorun");
         QCOMPARE(lines.size(), 1);
-        const QString used = lines.first().mid(lines.first().lastIndexOf(QStringLiteral(" use dir ")) + 9);
-        QCOMPARE(ReadText(used + QStringLiteral("/talk.csv")).count(QLatin1Char('\n')), 4);
-    }
-
-    void unusableSaveFolder()
-    {
-        const QString file = m_tmp.filePath(QStringLiteral("plain-file"));
-        QFile f(file);
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.close();
-        const QVariantMap finished = Run(Params(m_sMedia, file + QStringLiteral("/below")));
-        QCOMPARE(ResData(finished).value(QStringLiteral("resMsg")).toString(), QStringLiteral("save_dir_failed"));
-    }
-
-    void missingFfmpeg()
-    {
-        const QByteArray path = qgetenv("PATH");
-        PubUtils::SetAppDir(m_tmp.path()); // no ffmpeg here either
-        qputenv("PATH", m_tmp.filePath(QStringLiteral("nowhere")).toUtf8());
-        const QVariantMap finished = Run(Params(m_sMedia, m_tmp.filePath(QStringLiteral("noff"))));
-        qputenv("PATH", path);
-        PubUtils::SetAppDir(QString());
-        QCOMPARE(ResData(finished).value(QStringLiteral("resMsg")).toString(), QStringLiteral("ffmpeg_not_found"));
+        const QString used = lines.first().section(" use dir ", -1);
+        QCOMPARE(ReadText(used + "/talk.csv").count('\n'), 4);
     }
 };
 
