@@ -138,20 +138,22 @@ bool CObjLibImp::ListVideoFiles(const QString& model, qint64 offset, qint64 coun
     if (total)
         *total = rows;
 
-    // Rows offset .. offset+count-1 through the store's pages of at least 10 rows.
+    // Rows offset .. offset+count-1 through the store's pages of at least 10 rows. The
+    // first page is read even when no row is wanted, so a catalogue that cannot be read
+    // still answers false.
     offset = std::max<qint64>(offset, 0);
     const qint64 size = std::max<qint64>(count, 10);
     qint64 page = offset / size + 1;
     qint64 skip = offset % size;
-    qint64 left = count;
+    qint64 left = std::max<qint64>(count, 0);
     bool visiting = static_cast<bool>(visitor);
-    while (left > 0) {
+    for (;;) {
         QList<VideoFileRecord> list;
         if (store->GetVideoFileList(list, kind, page, size) != 0)
             return false;
-        for (int i = static_cast<int>(skip); i < list.size() && left > 0 && visiting; ++i, --left)
-            visiting = visitor(RowMap(list.at(i)));
-        if (!visiting || list.size() < size)
+        for (qint64 i = skip; i < list.size() && left > 0 && visiting; ++i, --left)
+            visiting = visitor(RowMap(list.at(static_cast<int>(i))));
+        if (!visiting || left == 0 || list.size() < size)
             break;
         ++page;
         skip = 0;

@@ -67,8 +67,10 @@ public:
      * starting at row @p offset, in catalogue order. The store pages by at
      * least 10 rows, so the library asks it for page offset / size + 1 with
      * size = max(count, 10), skips offset % size rows of it, and reads the
-     * next page too when the wanted rows run over the page end.
-     * Returns false when the catalogue query fails.
+     * next page too when the wanted rows run over the page end. A @p count of
+     * 0 or less visits nothing, but the first page is still read.
+     * Returns false when the catalogue query fails (for instance for kind 0,
+     * which has no table); stopping early through @p visitor still gives true.
      */
     virtual bool ListVideoFiles(const QString& model, qint64 offset, qint64 count, qint64* total,
                                 std::function<bool(const QVariantMap&)> visitor) = 0;
