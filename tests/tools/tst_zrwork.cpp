@@ -1,5 +1,7 @@
 // zrwork as a user runs it: real process, real library, real ffmpeg.
 
+#include "store/CDBStore.h"
+
 #include <QDir>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -117,6 +119,30 @@ private Q_SLOTS:
         QVERIFY2(r.err.contains("progress 0/100\n"), "plain progress lines when stderr is not a terminal");
         QVERIFY2(r.err.contains("CProcessWork::StartTask Info exec -i "), "--verbose shows the library's log lines");
         QVERIFY(QFileInfo::exists(m_tmp.filePath(QStringLiteral("out/my talk/my talk.csv"))));
+    }
+
+    void listsTheCatalogue()
+    {
+        const QString store = m_tmp.filePath(QStringLiteral("store"));
+        QVERIFY(CDBStore::GetInstance()->InitDBTable({{QStringLiteral("saveDir"), store + QStringLiteral("/zrModelData")}}) == 0);
+        QFile media(m_tmp.filePath(QStringLiteral("clip.bin")));
+        QVERIFY(media.open(QIODevice::WriteOnly) && media.write("content") == 7);
+        media.close();
+        VideoFileRecord record;
+        QCOMPARE(CDBStore::GetInstance()->GetVideoFile(media.fileName(), record, true, 2), 0);
+
+        const Result move = Zrwork({QStringLiteral("list"), QStringLiteral("--store"), store, QStringLiteral("--model"), QStringLiteral("move")});
+        QCOMPARE(move.status, 0);
+        const QVariantMap out = Json(move.out);
+        QCOMPARE(out.value(QStringLiteral("total")).toInt(), 1);
+        const QVariantMap row = out.value(QStringLiteral("rows")).toList().value(0).toMap();
+        QCOMPARE(row.value(QStringLiteral("sMd5")).toString(), QStringLiteral("9A0364B9E99BB480DD25E1F0284C8555")); // md5 of "content"
+        QCOMPARE(row.value(QStringLiteral("sName")).toString(), QStringLiteral("clip"));
+        QCOMPARE(row.value(QStringLiteral("nSize")).toInt(), 7);
+        QCOMPARE(row.size(), 13);
+
+        const Result face = Zrwork({QStringLiteral("list"), QStringLiteral("--store"), store});
+        QCOMPARE(Json(face.out), (QVariantMap{{QStringLiteral("total"), 0}, {QStringLiteral("rows"), QVariantList()}}));
     }
 
     void interruptStopsTheWork()
