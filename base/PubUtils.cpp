@@ -61,6 +61,20 @@ Settings& settings()
     return s;
 }
 
+QString ReadSetting(QString Settings::*field)
+{
+    Settings& s = settings();
+    QMutexLocker locker(&s.lock);
+    return s.*field;
+}
+
+void WriteSetting(QString Settings::*field, const QString& value)
+{
+    Settings& s = settings();
+    QMutexLocker locker(&s.lock);
+    s.*field = value;
+}
+
 std::atomic<int> g_workCounter{0};
 
 QString withSlash(const QString& dir)
@@ -436,37 +450,27 @@ QString PubUtils::GetAppDir()
 
 void PubUtils::SetAppDir(const QString& dir)
 {
-    Settings& s = settings();
-    QMutexLocker locker(&s.lock);
-    s.appDir = dir;
+    WriteSetting(&Settings::appDir, dir);
 }
 
 QString PubUtils::GetDataDir()
 {
-    Settings& s = settings();
-    QMutexLocker locker(&s.lock);
-    return s.dataDir;
+    return ReadSetting(&Settings::dataDir);
 }
 
 void PubUtils::SetDataDir(const QString& dir)
 {
-    Settings& s = settings();
-    QMutexLocker locker(&s.lock);
-    s.dataDir = dir;
+    WriteSetting(&Settings::dataDir, dir);
 }
 
 QString PubUtils::GetSaveDir()
 {
-    Settings& s = settings();
-    QMutexLocker locker(&s.lock);
-    return s.saveDir;
+    return ReadSetting(&Settings::saveDir);
 }
 
 void PubUtils::SetSaveDir(const QString& dir)
 {
-    Settings& s = settings();
-    QMutexLocker locker(&s.lock);
-    s.saveDir = dir;
+    WriteSetting(&Settings::saveDir, dir);
 }
 
 QStringList PubUtils::ListFiles(const QString& dir)

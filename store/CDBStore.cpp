@@ -131,6 +131,19 @@ void LogSqlFailure(const char* func, const DBException& error)
           qUtf8Printable(error.lastError.text()));
 }
 
+// Runs one store operation's statements, retrying while SQLite is busy. A failure is
+// logged under func and becomes failStatus; otherwise the body's own status is returned.
+template <typename Body>
+int RunSql(const char* func, int failStatus, Body body)
+{
+    try {
+        return RetryBusy(body);
+    } catch (const DBException& error) {
+        LogSqlFailure(func, error);
+        return failStatus;
+    }
+}
+
 VideoFileRecord RecordFromRow(const QVariantMap& row)
 {
     VideoFileRecord r;
@@ -217,6 +230,22 @@ bool CDBStore::IsModelOpen(const QString& mode) const
     return m_setModels.contains(mode);
 }
 
+bool CDBStore::CheckModelOpen(const char* func, const QString& mode) const
+{
+    if (IsModelOpen(mode))
+        return true;
+    ZRLOG(LOG_ERROR, func, "mode %s not exist", qUtf8Printable(mode));
+    return false;
+}
+
+QString CDBStore::ReadyCatalogue(const char* func) const
+{
+    const QString path = CataloguePath();
+    if (path.isEmpty())
+        ZRLOG(LOG_ERROR, func, "db not init");
+    return path;
+}
+
 int CDBStore::InitDBTable(QVariantMap params)
 {
     static const char* const func = "CDBStore::InitDBTable";
@@ -236,24 +265,22 @@ int CDBStore::InitDBTable(QVariantMap params)
     params.insert(QStringLiteral("saveDir"), dir.absolutePath());
     const QString path = dir.absoluteFilePath(QStringLiteral("videofile.fdb"));
     RegisterSqlite(m_sDriver, path, Sync::Full);
-    try {
-        RetryBusy([&] {
-            const QSqlDatabase db = ConnectionPool::instance().database(path);
-            UseWal(db);
-            Transaction transaction(db);
-            const QStringList tables = transaction.tables();
-            for (int type : {1, 2}) {
-                const QString table = CatalogueTable(type);
-                if (!tables.contains(table, Qt::CaseInsensitive))
-                    transaction.exec(QStringLiteral("create table ") + table + QLatin1Char(' ') +
-                                     QLatin1String(kCatalogueColumns));
-            }
-            transaction.commit();
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -3;
-    }
+    const int status = RunSql(func, -3, [&] {
+        const QSqlDatabase db = ConnectionPool::instance().database(path);
+        UseWal(db);
+        Transaction transaction(db);
+        const QStringList tables = transaction.tables();
+        for (int type : {1, 2}) {
+            const QString table = CatalogueTable(type);
+            if (!tables.contains(table, Qt::CaseInsensitive))
+                transaction.exec(QStringLiteral("create table ") + table + QLatin1Char(' ') +
+                                 QLatin1String(kCatalogueColumns));
+        }
+        transaction.commit();
+        return 0;
+    });
+    if (status != 0)
+        return status;
     m_mapParams = params;
     m_sCatalogue = path;
     ZRLOG(LOG_INFO, func, "init db ok %s", qUtf8Printable(path));
@@ -263,11 +290,9 @@ int CDBStore::InitDBTable(QVariantMap params)
 int CDBStore::GetVideoFile(QString filePath, VideoFileRecord& record, bool create, int type)
 {
     static const char* const func = "CDBStore::GetVideoFile";
-    const QString catalogue = CataloguePath();
-    if (catalogue.isEmpty()) {
-        ZRLOG(LOG_ERROR, func, "db not init");
+    const QString catalogue = ReadyCatalogue(func);
+    if (catalogue.isEmpty())
         return -1;
-    }
     const QFileInfo info(filePath);
     if (filePath.isEmpty() || !info.exists())
         return -2;
@@ -277,108 +302,87 @@ int CDBStore::GetVideoFile(QString filePath, VideoFileRecord& record, bool creat
         return -4;
     }
     const QString table = CatalogueTable(type);
-    try {
-        return RetryBusy([&] {
-            const QSqlDatabase db = ConnectionPool::instance().database(catalogue);
-            if (FindRecord(db, table, key, record) || !create)
-                return 0;
-
-            VideoFileRecord fresh;
-            fresh.key = key;
-            fresh.path = info.absoluteFilePath();
-            fresh.name = info.completeBaseName();
-            const QDateTime created = CreationTime(info);
-            fresh.ctime = created.toSecsSinceEpoch();
-            fresh.mtime = info.lastModified().toSecsSinceEpoch();
-            fresh.size = info.size();
-            fresh.endbtype = type;
-            const QString month = created.toString(QStringLiteral("yyyy-MM"));
-            QDir saveDir(Params().value(QStringLiteral("saveDir")).toString());
-            // Another thread may make the same month folder between the two checks.
-            if (!saveDir.exists(month) && !saveDir.mkdir(month) && !saveDir.exists(month))
-                ZRLOG(LOG_WARN, func, "make dir failed %s", qUtf8Printable(saveDir.absoluteFilePath(month)));
-            fresh.model = saveDir.absoluteFilePath(month + QLatin1Char('/') + QString::number(type) +
-                                                   QLatin1Char('_') + key + QStringLiteral(".fdb"));
-            try {
-                Transaction transaction(db);
-                transaction.insertInto(table + QLatin1String(kCatalogueInsertColumns))
-                    .values(fresh.key, fresh.path, fresh.name, fresh.ctime, fresh.mtime, fresh.size, fresh.width,
-                            fresh.height, fresh.duration, fresh.ver, fresh.endbtype, fresh.model, fresh.enstate,
-                            fresh.mcount, fresh.nick, fresh.jsext)
-                    .exec();
-                transaction.commit();
-            } catch (const DBException&) {
-                // Another thread may have created the same file's row since the lookup.
-                if (FindRecord(db, table, key, record))
-                    return 0;
-                throw;
-            }
-            record = fresh;
+    return RunSql(func, -3, [&] {
+        const QSqlDatabase db = ConnectionPool::instance().database(catalogue);
+        if (FindRecord(db, table, key, record) || !create)
             return 0;
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -3;
-    }
+
+        VideoFileRecord fresh;
+        fresh.key = key;
+        fresh.path = info.absoluteFilePath();
+        fresh.name = info.completeBaseName();
+        const QDateTime created = CreationTime(info);
+        fresh.ctime = created.toSecsSinceEpoch();
+        fresh.mtime = info.lastModified().toSecsSinceEpoch();
+        fresh.size = info.size();
+        fresh.endbtype = type;
+        const QString month = created.toString(QStringLiteral("yyyy-MM"));
+        QDir saveDir(Params().value(QStringLiteral("saveDir")).toString());
+        // Another thread may make the same month folder between the two checks.
+        if (!saveDir.exists(month) && !saveDir.mkdir(month) && !saveDir.exists(month))
+            ZRLOG(LOG_WARN, func, "make dir failed %s", qUtf8Printable(saveDir.absoluteFilePath(month)));
+        fresh.model = saveDir.absoluteFilePath(month + QLatin1Char('/') + QString::number(type) +
+                                               QLatin1Char('_') + key + QStringLiteral(".fdb"));
+        try {
+            Transaction transaction(db);
+            transaction.insertInto(table + QLatin1String(kCatalogueInsertColumns))
+                .values(fresh.key, fresh.path, fresh.name, fresh.ctime, fresh.mtime, fresh.size, fresh.width,
+                        fresh.height, fresh.duration, fresh.ver, fresh.endbtype, fresh.model, fresh.enstate,
+                        fresh.mcount, fresh.nick, fresh.jsext)
+                .exec();
+            transaction.commit();
+        } catch (const DBException&) {
+            // Another thread may have created the same file's row since the lookup.
+            if (FindRecord(db, table, key, record))
+                return 0;
+            throw;
+        }
+        record = fresh;
+        return 0;
+    });
 }
 
 int CDBStore::UpdateVideoFile(const VideoFileRecord& record, QVariantMap fields)
 {
     static const char* const func = "CDBStore::UpdateVideoFile";
-    const QString catalogue = CataloguePath();
-    if (catalogue.isEmpty()) {
-        ZRLOG(LOG_ERROR, func, "db not init");
+    const QString catalogue = ReadyCatalogue(func);
+    if (catalogue.isEmpty())
         return -1;
-    }
     if (record.key.isEmpty() || fields.isEmpty()) {
         ZRLOG(LOG_ERROR, func, "parame invalid");
         return -2;
     }
-    try {
-        RetryBusy([&] {
-            Transaction transaction(ConnectionPool::instance().database(catalogue));
-            transaction.update(CatalogueTable(record.endbtype))
-                .set(fields)
-                .where(QStringLiteral("key=?"), record.key)
-                .exec();
-            transaction.commit();
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -3;
-    }
-    return 0;
+    return RunSql(func, -3, [&] {
+        Transaction transaction(ConnectionPool::instance().database(catalogue));
+        transaction.update(CatalogueTable(record.endbtype))
+            .set(fields)
+            .where(QStringLiteral("key=?"), record.key)
+            .exec();
+        transaction.commit();
+        return 0;
+    });
 }
 
 int CDBStore::GetVideoFileCount(int type, qint64& count)
 {
     static const char* const func = "CDBStore::GetVideoFileCount";
-    const QString catalogue = CataloguePath();
-    if (catalogue.isEmpty()) {
-        ZRLOG(LOG_ERROR, func, "db not init");
+    const QString catalogue = ReadyCatalogue(func);
+    if (catalogue.isEmpty())
         return -1;
-    }
-    try {
-        count = RetryBusy([&] {
-            Transaction transaction(ConnectionPool::instance().database(catalogue));
-            return ReadFirst(transaction, QStringLiteral("SELECT COUNT(*) FROM %1").arg(CatalogueTable(type)),
-                             QStringLiteral("COUNT(*)"));
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -2;
-    }
-    return 0;
+    return RunSql(func, -2, [&] {
+        Transaction transaction(ConnectionPool::instance().database(catalogue));
+        count = ReadFirst(transaction, QStringLiteral("SELECT COUNT(*) FROM %1").arg(CatalogueTable(type)),
+                         QStringLiteral("COUNT(*)"));
+        return 0;
+    });
 }
 
 int CDBStore::GetVideoFileList(QList<VideoFileRecord>& list, int type, qint64 page, qint64 pageSize)
 {
     static const char* const func = "CDBStore::GetVideoFileList";
-    const QString catalogue = CataloguePath();
-    if (catalogue.isEmpty()) {
-        ZRLOG(LOG_ERROR, func, "db not init");
+    const QString catalogue = ReadyCatalogue(func);
+    if (catalogue.isEmpty())
         return -1;
-    }
     // Pages of fewer than ten rows are raised to ten on purpose.
     page = std::max<qint64>(page, 1);
     pageSize = std::max<qint64>(pageSize, 10);
@@ -386,21 +390,18 @@ int CDBStore::GetVideoFileList(QList<VideoFileRecord>& list, int type, qint64 pa
     if (__builtin_mul_overflow(page - 1, pageSize, &skip))
         skip = std::numeric_limits<qint64>::max(); // past any real table: no rows
     list.clear();
-    try {
-        RetryBusy([&] {
-            list.clear();
-            Transaction transaction(ConnectionPool::instance().database(catalogue));
-            QueryResult result = transaction.execQuery(
-                QStringLiteral("SELECT * FROM %1 limit %2,%3").arg(CatalogueTable(type)).arg(skip).arg(pageSize));
-            while (result.next())
-                list.append(RecordFromRow(result.toMap()));
-        });
-    } catch (const DBException& error) {
+    const int status = RunSql(func, -2, [&] {
         list.clear();
-        LogSqlFailure(func, error);
-        return -2;
-    }
-    return 0;
+        Transaction transaction(ConnectionPool::instance().database(catalogue));
+        QueryResult result = transaction.execQuery(
+            QStringLiteral("SELECT * FROM %1 limit %2,%3").arg(CatalogueTable(type)).arg(skip).arg(pageSize));
+        while (result.next())
+            list.append(RecordFromRow(result.toMap()));
+        return 0;
+    });
+    if (status != 0)
+        list.clear();
+    return status;
 }
 
 int CDBStore::OpenModelTable(QString mode, int dataType)
@@ -413,21 +414,20 @@ int CDBStore::OpenModelTable(QString mode, int dataType)
     if (IsModelOpen(mode))
         return 0;
     RegisterSqlite(m_sDriver, mode, Sync::Normal);
-    try {
-        RetryBusy([&] {
-            const QSqlDatabase db = ConnectionPool::instance().database(mode);
-            UseWal(db);
-            Transaction transaction(db);
-            const QString table = DataTable(dataType);
-            // An unknown data type has no column text: the statement fails and says so.
-            if (!transaction.tables().contains(table, Qt::CaseInsensitive))
-                transaction.exec(QStringLiteral("create table ") + table + DataColumns(dataType));
-            transaction.commit();
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
+    const int status = RunSql(func, -1, [&] {
+        const QSqlDatabase db = ConnectionPool::instance().database(mode);
+        UseWal(db);
+        Transaction transaction(db);
+        const QString table = DataTable(dataType);
+        // An unknown data type has no column text: the statement fails and says so.
+        if (!transaction.tables().contains(table, Qt::CaseInsensitive))
+            transaction.exec(QStringLiteral("create table ") + table + DataColumns(dataType));
+        transaction.commit();
+        return 0;
+    });
+    if (status != 0) {
         ConnectionPool::instance().closeDatabase(mode);
-        return -1;
+        return status;
     }
     QMutexLocker locker(&m_lock);
     m_setModels.insert(mode);
@@ -454,26 +454,19 @@ namespace {
 int ReadModelFigure(const CDBStore& store, const char* func, const QString& mode, int dataType,
                     const QString& sql, const QString& column, qint64& figure)
 {
-    if (!store.IsModelOpen(mode)) {
-        ZRLOG(LOG_ERROR, func, "mode %s not exist", qUtf8Printable(mode));
+    if (!store.CheckModelOpen(func, mode))
         return -1;
-    }
-    try {
-        return RetryBusy([&] {
-            Transaction transaction(ConnectionPool::instance().database(mode));
-            const QString table = DataTable(dataType);
-            if (!transaction.tables().contains(table, Qt::CaseInsensitive)) {
-                ZRLOG(LOG_ERROR, func, "dbtype %d not exist", dataType);
-                return -2;
-            }
-            // MAX(id) of an empty table is null, read as 0.
-            figure = ReadFirst(transaction, sql.arg(table), column);
-            return 0;
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -3;
-    }
+    return RunSql(func, -3, [&] {
+        Transaction transaction(ConnectionPool::instance().database(mode));
+        const QString table = DataTable(dataType);
+        if (!transaction.tables().contains(table, Qt::CaseInsensitive)) {
+            ZRLOG(LOG_ERROR, func, "dbtype %d not exist", dataType);
+            return -2;
+        }
+        // MAX(id) of an empty table is null, read as 0.
+        figure = ReadFirst(transaction, sql.arg(table), column);
+        return 0;
+    });
 }
 
 } // namespace
@@ -493,68 +486,57 @@ int CDBStore::GetDataMaxKey(QString mode, int dataType, qint64& maxKey)
 int CDBStore::InsertDataFace(QString mode, const FaceDataRow& row)
 {
     static const char* const func = "CDBStore::InsertDataFace";
-    if (!IsModelOpen(mode)) {
-        ZRLOG(LOG_ERROR, func, "mode %s not exist", qUtf8Printable(mode));
+    if (!CheckModelOpen(func, mode))
         return -1;
-    }
     // Not null even without marks: a frame with no face stores an empty blob, not NULL.
     QByteArray markdata("");
     markdata.reserve(row.marks.size() * FaceDataRow::kMarkSize);
     for (const FaceDataRow::Mark& mark : row.marks)
         markdata.append(reinterpret_cast<const char*>(mark.data()), FaceDataRow::kMarkSize);
     const qint64 marksize = row.marks.size();
-    try {
-        RetryBusy([&] {
-            Transaction transaction(ConnectionPool::instance().database(mode));
-            transaction.insertInto(QStringLiteral("tb_data_1 (id, time, marksize, markdata)"))
-                .values(row.id, row.time, marksize, markdata)
-                .exec();
-            transaction.commit();
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -1;
-    }
-    return 0;
+    return RunSql(func, -1, [&] {
+        Transaction transaction(ConnectionPool::instance().database(mode));
+        transaction.insertInto(QStringLiteral("tb_data_1 (id, time, marksize, markdata)"))
+            .values(row.id, row.time, marksize, markdata)
+            .exec();
+        transaction.commit();
+        return 0;
+    });
 }
 
 int CDBStore::GetDataFace(QString mode, QList<FaceDataRow>& rows, qint64 fromId, qint64 toId)
 {
     static const char* const func = "CDBStore::GetDataFace";
-    if (!IsModelOpen(mode)) {
-        ZRLOG(LOG_ERROR, func, "mode %s not exist", qUtf8Printable(mode));
+    if (!CheckModelOpen(func, mode))
         return -1;
-    }
     QList<FaceDataRow> found;
-    try {
-        RetryBusy([&] {
-            found.clear();
-            Transaction transaction(ConnectionPool::instance().database(mode));
-            QueryResult result = transaction.execQuery(QStringLiteral("SELECT * FROM %1 WHERE id >= %2 AND id <= %3")
-                                                           .arg(DataTable(1))
-                                                           .arg(std::max<qint64>(fromId, 0))
-                                                           .arg(toId));
-            while (result.next()) {
-                const QVariantMap map = result.toMap();
-                FaceDataRow row;
-                row.id = map.value(QStringLiteral("id")).toLongLong();
-                row.time = map.value(QStringLiteral("time")).toLongLong();
-                const QByteArray markdata = map.value(QStringLiteral("markdata")).toByteArray();
-                // A damaged row yields the whole marks it still holds, never a read past its end.
-                const qint64 marks = std::min<qint64>(map.value(QStringLiteral("marksize")).toLongLong(),
-                                                      markdata.size() / FaceDataRow::kMarkSize);
-                for (qint64 i = 0; i < marks; ++i) {
-                    FaceDataRow::Mark mark;
-                    std::memcpy(mark.data(), markdata.constData() + i * FaceDataRow::kMarkSize, mark.size());
-                    row.marks.append(mark);
-                }
-                found.append(row);
+    const int status = RunSql(func, -3, [&] {
+        found.clear();
+        Transaction transaction(ConnectionPool::instance().database(mode));
+        QueryResult result = transaction.execQuery(QStringLiteral("SELECT * FROM %1 WHERE id >= %2 AND id <= %3")
+                                                       .arg(DataTable(1))
+                                                       .arg(std::max<qint64>(fromId, 0))
+                                                       .arg(toId));
+        while (result.next()) {
+            const QVariantMap map = result.toMap();
+            FaceDataRow row;
+            row.id = map.value(QStringLiteral("id")).toLongLong();
+            row.time = map.value(QStringLiteral("time")).toLongLong();
+            const QByteArray markdata = map.value(QStringLiteral("markdata")).toByteArray();
+            // A damaged row yields the whole marks it still holds, never a read past its end.
+            const qint64 marks = std::min<qint64>(map.value(QStringLiteral("marksize")).toLongLong(),
+                                                  markdata.size() / FaceDataRow::kMarkSize);
+            for (qint64 i = 0; i < marks; ++i) {
+                FaceDataRow::Mark mark;
+                std::memcpy(mark.data(), markdata.constData() + i * FaceDataRow::kMarkSize, mark.size());
+                row.marks.append(mark);
             }
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -3;
-    }
+            found.append(row);
+        }
+        return 0;
+    });
+    if (status != 0)
+        return status;
     rows.append(found);
     return 0;
 }
@@ -562,22 +544,15 @@ int CDBStore::GetDataFace(QString mode, QList<FaceDataRow>& rows, qint64 fromId,
 int CDBStore::InsertDataMove(QString mode, const MoveDataRow& row)
 {
     static const char* const func = "CDBStore::InsertDataMove";
-    if (!IsModelOpen(mode)) {
-        ZRLOG(LOG_ERROR, func, "mode %s not exist", qUtf8Printable(mode));
+    if (!CheckModelOpen(func, mode))
         return -1;
-    }
     const QByteArray psnr(reinterpret_cast<const char*>(row.psnr.data()), MoveDataRow::kPsnrSize);
-    try {
-        RetryBusy([&] {
-            Transaction transaction(ConnectionPool::instance().database(mode));
-            transaction.insertInto(QStringLiteral("tb_data_2 (id, time, diff, psnr)"))
-                .values(row.id, row.time, row.diff, psnr)
-                .exec();
-            transaction.commit();
-        });
-    } catch (const DBException& error) {
-        LogSqlFailure(func, error);
-        return -1;
-    }
-    return 0;
+    return RunSql(func, -1, [&] {
+        Transaction transaction(ConnectionPool::instance().database(mode));
+        transaction.insertInto(QStringLiteral("tb_data_2 (id, time, diff, psnr)"))
+            .values(row.id, row.time, row.diff, psnr)
+            .exec();
+        transaction.commit();
+        return 0;
+    });
 }

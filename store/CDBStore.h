@@ -63,11 +63,15 @@ public:
     // The calling thread's connection to the catalogue; invalid before InitDBTable.
     QSqlDatabase CatalogueDatabase() const;
     bool IsModelOpen(const QString& mode) const;
+    // IsModelOpen, logging "mode %s not exist" under func when it is not.
+    bool CheckModelOpen(const char* func, const QString& mode) const;
     // How often a transaction was run again after SQLite answered busy at once.
     static qint64 BusyRetryCount();
 
 private:
     CDBStore() = default;
+    // The catalogue file, or empty after logging "db not init" under func.
+    QString ReadyCatalogue(const char* func) const;
 
     const QString m_sDriver = QStringLiteral("QSQLITE");
     // Guards the fields below; SQL work runs on per-thread connections outside it.
