@@ -1,0 +1,35 @@
+// The child the runner tests start on purpose:
+//   exit N err out  writes err to stderr and out to stdout, then exits with N;
+//   flood MiB KiB   writes that much to stdout and stderr without waiting for a reader;
+//   crash           aborts, leaving no core file behind.
+#include <sys/resource.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+int main(int argc, char** argv)
+{
+    const char* mode = argc > 1 ? argv[1] : "";
+    if (!std::strcmp(mode, "exit") && argc > 4) {
+        std::fputs(argv[3], stderr);
+        std::fputs(argv[4], stdout);
+        return std::atoi(argv[2]);
+    }
+    if (!std::strcmp(mode, "crash")) {
+        const rlimit noCore {0, 0};
+        setrlimit(RLIMIT_CORE, &noCore);
+        std::abort();
+    }
+    if (!std::strcmp(mode, "flood") && argc > 3) {
+        static char out[1 << 20], err[1 << 10];
+        std::memset(out, 'o', sizeof out);
+        std::memset(err, 'e', sizeof err);
+        for (long i = std::atol(argv[2]); i > 0; --i)
+            std::fwrite(out, 1, sizeof out, stdout);
+        for (long i = std::atol(argv[3]); i > 0; --i)
+            std::fwrite(err, 1, sizeof err, stderr);
+        std::fputs("flood done", stderr);
+    }
+    return 0;
+}
