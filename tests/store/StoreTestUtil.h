@@ -1,15 +1,13 @@
 #pragma once
 // Fixtures shared by the store tests: files with chosen content, the store's log lines
-// and a check of SQLite files through a connection of their own.
+// and a look into SQLite files through a connection of their own.
 
 #include "TestHost.h"
 
-#include <QCryptographicHash>
 #include <QFile>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
-#include <QStringList>
 #include <QUuid>
 
 namespace StoreTest {
@@ -20,19 +18,12 @@ inline bool WriteFile(const QString& path, const QByteArray& content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
-inline QString Md5Hex(const QByteArray& bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex().toUpper());
-}
-
-// Log lines written under func that contain message.
-inline QStringList LogsOf(const QString& func, const QString& message)
+// The store's log lines from its function name on: time stamp and thread number vary.
+inline QStringList StoreLines()
 {
     QStringList out;
-    for (const QString& line : TestHost::Logs()) {
-        if (line.contains(func + QLatin1Char(' ')) && line.contains(message))
-            out.append(line);
-    }
+    for (const QString& line : TestHost::LogsWith(QStringLiteral("CDBStore::")))
+        out.append(line.mid(line.indexOf(QLatin1String("CDBStore::"))));
     return out;
 }
 
@@ -44,15 +35,12 @@ inline QStringList Query(const QString& path, const QString& sql)
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), name);
         db.setDatabaseName(path);
-        if (db.open()) {
-            QSqlQuery query(db);
-            if (query.exec(sql)) {
-                while (query.next())
-                    out.append(query.value(0).toString());
-            } else {
-                out.append(QStringLiteral("error: ") + query.lastError().text());
-            }
-        }
+        db.open();
+        QSqlQuery query(db);
+        if (!query.exec(sql))
+            out.append(QStringLiteral("error: ") + query.lastError().text());
+        while (query.next())
+            out.append(query.value(0).toString());
     }
     QSqlDatabase::removeDatabase(name);
     return out;

@@ -1,0 +1,222 @@
+// The store as the library uses it: the host pages through the catalogue by the exported
+// entry point, then work threads fill model files while others write the catalogue.
+
+#include "StoreTestUtil.h"
+#include "core/CWorkLib.h"
+#include "store/CDBStore.h"
+#include "store/Transaction.h"
+
+#include <QMutex>
+#include <QSemaphore>
+#include <QTemporaryDir>
+#include <QThreadPool>
+#include <QtTest>
+
+#include <functional>
+#include <vector>
+
+using namespace StoreTest;
+
+static void Ignore(WorkLibRs, const QVariant&) { }
+
+static QString Key(int type, int i)
+{
+    return QStringLiteral("K%1_%2").arg(type).arg(i, 2, 10, QLatin1Char('0'));
+}
+
+// Starts every job on a thread of its own at the same moment and waits for all of them.
+static bool RunTogether(const std::vector<std::function<void()>>& jobs)
+{
+    QThreadPool pool;
+    pool.setMaxThreadCount(int(jobs.size()));
+    QSemaphore start;
+    for (const auto& job : jobs)
+        pool.start([&start, job] { start.acquire(); job(); });
+    start.release(int(jobs.size()));
+    return pool.waitForDone(300000);
+}
+
+class TstStoreInUse : public QObject
+{
+    Q_OBJECT
+
+private:
+    static constexpr int kFaceRows = 25, kMoveRows = 3;
+    QTemporaryDir m_dir;
+    CWorkLib* m_lib = nullptr;
+    CDBStore* m_store = CDBStore::GetInstance();
+    QMutex m_lock;
+    QStringList m_failures;
+
+    void check(int status, const QString& what)
+    {
+        QMutexLocker locker(&m_lock);
+        if (status != 0)
+            m_failures.append(QStringLiteral("%1 gave %2").arg(what).arg(status));
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_lib = CreateWorkLib(&Ignore, QVariantMap{{"appData", m_dir.path()}});
+        QVERIFY(m_lib);
+        TestHost::Install(QVariantMap{{"appData", m_dir.path()}});
+        QVERIFY(m_lib->InitModelStore(m_dir.filePath("host/data")));
+        QCOMPARE(m_store->CataloguePath(), m_dir.filePath("host/data/zrModelData/videofile.fdb"));
+        // Rows with chosen values, loaded straight into the tables.
+        EasyQtSql::Transaction t(m_store->CatalogueDatabase());
+        for (int type : {1, 2}) {
+            EasyQtSql::InsertQuery insert = t.insertInto(QStringLiteral("tb_VideoFile_%1 (key, path, name, ctime, "
+                "mtime, size, width, height, duration, ver, endbtype, model, enstate, mcount, nick, jsext)").arg(type));
+            for (int i = 0; i < (type == 1 ? kFaceRows : kMoveRows); ++i)
+                insert.values(Key(type, i), QStringLiteral("/v/%1.mp4").arg(i), QString::number(i), 1700000000 + i, 0,
+                              5000000000LL + i, 1920, 1080, 3600000 + i, 0, type, QStringLiteral("/m/%1.fdb").arg(i),
+                              i % 3, i * 2, QStringLiteral("nick%1").arg(i), QStringLiteral("{\"i\":%1}").arg(i));
+            insert.exec();
+        }
+        t.commit();
+    }
+
+    void rowMapHasThirteenTypedKeys()
+    {
+        QStringList got;
+        QVERIFY(m_lib->ListVideoFiles("face", 2, 1, nullptr, [&](const QVariantMap& row) {
+            for (auto it = row.begin(); it != row.end(); ++it)
+                got << it.key() + ' ' + it.value().typeName() + ' ' + it.value().toString();
+            return true;
+        }));
+        QCOMPARE(got, (QStringList{"enState bool true", "nCTime qlonglong 1700000002", "nDuration qlonglong 3600002",
+                                   "nHeight qlonglong 1080", "nMCount qlonglong 4", "nSize qlonglong 5000000002",
+                                   "nWidth qlonglong 1920", "sMd5 QString K1_02", "sModel QString /m/2.fdb",
+                                   "sName QString 2", "sNick QString nick2", "sPath QString /v/2.mp4",
+                                   "sjsExt QString {\"i\":2}"}));
+    }
+
+    void listRows_data()
+    {
+        QTest::addColumn<QString>("model");
+        QTest::addColumn<qint64>("offset");
+        QTest::addColumn<qint64>("count");
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("rows");
+        QTest::newRow("first three") << "face" << qint64(0) << qint64(3) << 0 << 3;
+        QTest::newRow("over a page end") << "face" << qint64(8) << qint64(5) << 8 << 5;
+        QTest::newRow("count above ten") << "face" << qint64(12) << qint64(11) << 12 << 11;
+        QTest::newRow("negative offset") << "face" << qint64(-4) << qint64(2) << 0 << 2;
+        QTest::newRow("nothing wanted") << "face" << qint64(3) << qint64(0) << 0 << 0;
+        QTest::newRow("everything") << "face" << qint64(0) << LLONG_MAX << 0 << kFaceRows;
+        QTest::newRow("move") << "move" << qint64(0) << qint64(10) << 0 << kMoveRows;
+        // The name is compared case-sensitively: kind 0 has no table, so the list query fails.
+        QTest::newRow("Face is kind 0") << "Face" << qint64(0) << qint64(10) << 0 << 0;
+    }
+
+    void listRows()
+    {
+        QFETCH(QString, model);
+        QFETCH(qint64, offset);
+        QFETCH(qint64, count);
+        QFETCH(int, from);
+        QFETCH(int, rows);
+        const int type = model == "face" ? 1 : model == "move" ? 2 : 0;
+        QStringList keys, expected;
+        for (int i = from; i < from + rows; ++i)
+            expected << Key(type, i);
+        TestHost::Clear();
+        qint64 total = -1;
+        const bool ok = m_lib->ListVideoFiles(model, offset, count, &total, [&](const QVariantMap& row) {
+            keys << row.value("sMd5").toString();
+            return true;
+        });
+        QCOMPARE(keys, expected);
+        QCOMPARE(total, qint64(type == 1 ? kFaceRows : type == 2 ? kMoveRows : 0));
+        QCOMPARE(ok, type != 0);
+        const QString noTable = " err no such table: tb_VideoFile_0 Unable to execute statement";
+        QCOMPARE(StoreLines(), (type != 0 ? QStringList() : QStringList{
+            "CDBStore::GetVideoFileCount Error>>> sql failed query SELECT COUNT(*) FROM tb_VideoFile_0" + noTable,
+            "CDBStore::GetVideoFileList Error>>> sql failed query SELECT * FROM tb_VideoFile_0 limit 0,10" + noTable}));
+    }
+
+    void visitorStopsEarly()
+    {
+        int calls = 0;
+        const auto stop = [&](const QVariantMap&) { return ++calls > 1; };
+        QVERIFY2(m_lib->ListVideoFiles("face", 0, 20, nullptr, stop), "stopping early is not a failure");
+        QCOMPARE(calls, 1);
+        QVERIFY(m_lib->ListVideoFiles("face", 0, 20, nullptr, nullptr));
+    }
+
+    // Eight works fill their model files row by row while three threads race to create the same
+    // catalogue rows, each updating its share of them. No lock failure may reach a caller.
+    void manyWritersAtOnce()
+    {
+        const int kRows = 2000, kFiles = 40;
+        qint64 before = 0, after = 0;
+        QCOMPARE(m_store->GetVideoFileCount(1, before), 0);
+        QStringList files, modes;
+        for (int i = 0; i < kFiles; ++i) {
+            files << m_dir.filePath(QStringLiteral("shared%1.mp4").arg(i));
+            WriteFile(files.last(), files.last().toUtf8().repeated(50));
+        }
+        std::vector<std::function<void()>> jobs;
+        for (int t = 0; t < 3; ++t) {
+            jobs.push_back([=] {
+                QList<VideoFileRecord> page;
+                for (int i = 0; i < kFiles; ++i) {
+                    VideoFileRecord record;
+                    check(m_store->GetVideoFile(files[i], record, true, 1), "create " + files[i]);
+                    if (i % 3 == t)
+                        check(m_store->UpdateVideoFile(record, {{"mcount", i + 1}, {"nick", "raced"}}), "update");
+                    check(m_store->GetVideoFileList(page, 1, i % 3 + 1, 10), "list");
+                }
+            });
+        }
+        for (int w = 0; w < 8; ++w) {
+            modes << m_dir.filePath(QStringLiteral("2_M%1.fdb").arg(w));
+            jobs.push_back([=, mode = modes.last()] {
+                check(m_store->OpenModelTable(mode, 2), "open " + mode);
+                for (MoveDataRow row; row.id < kRows; ++row.id)
+                    check(m_store->InsertDataMove(mode, row), QStringLiteral("insert %1 into ").arg(row.id) + mode);
+                check(m_store->CloseModelTable(mode), "close " + mode);
+            });
+        }
+        TestHost::Clear();
+        QVERIFY(RunTogether(jobs));
+
+        QVERIFY2(m_failures.isEmpty(), qPrintable(m_failures.mid(0, 5).join('\n')));
+        QCOMPARE(StoreLines(), QStringList());
+        for (const QString& mode : qAsConst(modes)) {
+            qint64 count = 0, maxKey = 0;
+            QCOMPARE(m_store->OpenModelTable(mode, 2), 0);
+            QCOMPARE(m_store->GetDataCount(mode, 2, count), 0);
+            QCOMPARE(m_store->GetDataMaxKey(mode, 2, maxKey), 0);
+            QCOMPARE(QList<qint64>({count, maxKey}), QList<qint64>({kRows, kRows - 1}));
+            QCOMPARE(m_store->CloseModelTable(mode), 0);
+        }
+        QCOMPARE(m_store->GetVideoFileCount(1, after), 0);
+        QCOMPARE(after - before, qint64(kFiles));
+        QCOMPARE(Query(m_store->CataloguePath(), "SELECT COUNT(*) || ',' || SUM(mcount) FROM tb_VideoFile_1 "
+                                                 "WHERE nick = 'raced'"),
+                 QStringList{"40,820"});
+        for (const QString& file : modes + QStringList{m_store->CataloguePath()})
+            QCOMPARE(Query(file, "PRAGMA integrity_check"), QStringList{"ok"});
+    }
+
+    // Works that all find one fresh file without its table race to create it: the losers read
+    // before the winner wrote, and SQLite refuses their write at once, busy handler or not.
+    void oneFreshModelOpenedByManyThreads()
+    {
+        TestHost::Clear();
+        for (int round = 0; round < 10; ++round) {
+            const QString mode = m_dir.filePath(QStringLiteral("1_SHARED%1.fdb").arg(round));
+            QVERIFY(RunTogether(std::vector<std::function<void()>>(
+                8, [=] { check(m_store->OpenModelTable(mode, 1), "open " + mode); })));
+            QCOMPARE(m_store->CloseModelTable(mode), 0);
+        }
+        QVERIFY2(m_failures.isEmpty(), qPrintable(m_failures.mid(0, 5).join('\n')));
+        QCOMPARE(StoreLines(), QStringList());
+    }
+};
+
+QTEST_GUILESS_MAIN(TstStoreInUse)
+#include "tst_storeinuse.moc"
