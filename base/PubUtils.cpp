@@ -492,7 +492,8 @@ QString PubUtils::JoinPath(const QString& a, const QString& b)
 
 QString PubUtils::CheckFileName(const QString& name)
 {
-    // The five characters, as the one 32-bit character string the works share.
+    // Characters that break a file name on the platforms the hosts run on, or that the
+    // ffmpeg list files cannot carry.
     static const std::u32string bad = U"\\\"<>|";
     for (const QChar c : name) {
         if (bad.find(static_cast<char32_t>(c.unicode())) != std::u32string::npos)

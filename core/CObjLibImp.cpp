@@ -138,9 +138,10 @@ bool CObjLibImp::ListVideoFiles(const QString& model, qint64 offset, qint64 coun
     if (total)
         *total = rows;
 
-    // Rows offset .. offset+count-1 through the store's pages of at least 10 rows. The
-    // first page is read even when no row is wanted, so a catalogue that cannot be read
-    // still answers false.
+    // Rows offset .. offset+count-1 through the store's pages, which hold at least 10 rows:
+    // page offset / size + 1 with size = max(count, 10), less its first offset % size rows,
+    // then the next page while wanted rows remain. The first page is read even when no
+    // row is wanted, so a catalogue that cannot be read still answers false.
     offset = std::max<qint64>(offset, 0);
     const qint64 size = std::max<qint64>(count, 10);
     qint64 page = offset / size + 1;

@@ -64,11 +64,8 @@ public:
      * Pages through the video file catalogue of @p model ("face" or "move";
      * anything else is kind 0). @p total receives the row count of the kind.
      * @p offset and @p count are rows: the visitor sees at most @p count rows
-     * starting at row @p offset, in catalogue order. The store pages by at
-     * least 10 rows, so the library asks it for page offset / size + 1 with
-     * size = max(count, 10), skips offset % size rows of it, and reads the
-     * next page too when the wanted rows run over the page end. A @p count of
-     * 0 or less visits nothing, but the first page is still read.
+     * starting at row @p offset, in catalogue order. A @p count of 0 or less
+     * visits nothing, but the catalogue is still read.
      * Returns false when the catalogue query fails (for instance for kind 0,
      * which has no table); stopping early through @p visitor still gives true.
      */

@@ -6,8 +6,7 @@ pkgs=(
   build-essential cmake ninja-build pkg-config clang
   qtbase5-dev libqt5sql5-sqlite
   libopencv-dev libcurl4-openssl-dev
-  ffmpeg espeak-ng sox sqlite3
-  jq bc
+  ffmpeg espeak-ng sox bc
 )
 
 SUDO=""

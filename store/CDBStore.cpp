@@ -386,10 +386,10 @@ int CDBStore::GetVideoFileList(QList<VideoFileRecord>& list, int type, qint64 pa
     // Pages of fewer than ten rows are raised to ten on purpose.
     page = std::max<qint64>(page, 1);
     pageSize = std::max<qint64>(pageSize, 10);
-    qint64 skip = 0;
-    if (__builtin_mul_overflow(page - 1, pageSize, &skip))
-        skip = std::numeric_limits<qint64>::max(); // past any real table: no rows
-    list.clear();
+    // A page past any real table reads no rows rather than overflowing.
+    const qint64 skip = page - 1 > std::numeric_limits<qint64>::max() / pageSize
+        ? std::numeric_limits<qint64>::max()
+        : (page - 1) * pageSize;
     const int status = RunSql(func, -2, [&] {
         list.clear();
         Transaction transaction(ConnectionPool::instance().database(catalogue));

@@ -21,7 +21,7 @@ void CProcessWork::StartTask(const QString& program, const QStringList& argument
 
     m_bRan = false;
     m_bFailed = false;
-    // A runner serves one run; disconnecting first keeps a reused one from logging twice.
+    // Should a caller run a second program on the same runner, its slots fire once, not twice.
     disconnect(m_pProcess, nullptr, this, nullptr);
     connect(m_pProcess, SIGNAL(error(QProcess::ProcessError)), this, SLOT(processError(QProcess::ProcessError)));
     connect(m_pProcess, SIGNAL(readyReadStandardError()), this, SLOT(slotReadStdErr()));

@@ -52,7 +52,9 @@ bool CWorkBase::SetParams(const QVariantMap& params)
 
 bool CWorkBase::StartWork()
 {
-    if (m_bWorking)
+    // While a stopped run is still ending, a start would only cancel the stop: the
+    // thread cannot start again until it has finished.
+    if (m_bWorking || isRunning())
         return true;
     m_bWorking = true;
     m_bTerminating = false;
@@ -128,6 +130,8 @@ QByteArray CWorkBase::FuncName(const char* function) const
 
 void CWorkBase::run()
 {
+    // Each run reports only its own results.
+    m_mapResult.clear();
     m_mapResult.insert(QStringLiteral("resMsg"), QString());
     // Whatever DoWork does, the host gets exactly one finished map for this run.
     try {

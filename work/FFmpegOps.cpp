@@ -31,7 +31,10 @@ void runFFmpeg(const QStringList& arguments, const QString& workDir = QString())
 
 } // namespace
 
-QString FFmpegOps::FFmpegPath()
+namespace {
+
+// The application folder's ffmpeg, or the one on the PATH; empty when there is none.
+QString FindFFmpeg()
 {
     const QString local = PubUtils::GetAppDir() + QStringLiteral("/ffmpeg");
 #if defined(Q_OS_WIN)
@@ -39,11 +42,21 @@ QString FFmpegOps::FFmpegPath()
 #else
     const bool bLocal = QFileInfo(local).isFile();
 #endif
-    if (bLocal)
-        return local;
-    const QString onPath = QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+    return bLocal ? local : QStandardPaths::findExecutable(QStringLiteral("ffmpeg"));
+}
+
+} // namespace
+
+QString FFmpegOps::FFmpegPath()
+{
+    const QString found = FindFFmpeg();
     // With no ffmpeg anywhere the start fails and the log names the expected place.
-    return onPath.isEmpty() ? local : onPath;
+    return found.isEmpty() ? PubUtils::GetAppDir() + QStringLiteral("/ffmpeg") : found;
+}
+
+bool FFmpegOps::FFmpegFound()
+{
+    return !FindFFmpeg().isEmpty();
 }
 
 bool FFmpegOps::ConcatFiles(const QVariantMap& args)

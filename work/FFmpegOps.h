@@ -13,6 +13,8 @@ public:
     // The ffmpeg program: the application folder's "ffmpeg" when that file exists,
     // otherwise the "ffmpeg" found on the PATH.
     static QString FFmpegPath();
+    // Whether FFmpegPath names a program that exists (with the platform suffix, if any).
+    static bool FFmpegFound();
 
     static bool ConcatFiles(const QVariantMap& args);
     // A list of {"startTs", "endTs"} maps (seconds, doubles). pOk, when given, tells

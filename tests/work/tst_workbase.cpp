@@ -33,6 +33,8 @@ protected:
             Fail("task_failed");
         else if (mode == "throw")
             throw std::runtime_error("boom");
+        else if (mode == "mark")
+            m_mapResult.insert("nMark", 1);
     }
 };
 
@@ -47,15 +49,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("ops");
         QTest::addColumn<int>("runs");
         QTest::addColumn<QStringList>("log"); // without stamp and thread
+        QTest::addColumn<bool>("working");    // the working flag at the end
         QTest::newRow("failing") << "fail" << "start open join" << 1
-                                 << QStringList {"TestWork::DoWork Warn>> task_failed"};
+                                 << QStringList {"TestWork::DoWork Warn>> task_failed"} << true;
         QTest::newRow("throwing") << "throw" << "start open join" << 1
-                                  << QStringList {"TestWork::run Error>>> work threw boom"};
-        QTest::newRow("run twice") << "" << "start stop open join start stop open join" << 2 << QStringList();
-        // The thread still runs at the second start, so it does not start again.
-        QTest::newRow("restart while running") << "" << "start stop start open join" << 1 << QStringList();
+                                  << QStringList {"TestWork::run Error>>> work threw boom"} << true;
+        QTest::newRow("run twice") << "" << "start stop open join start stop open join" << 2 << QStringList() << false;
+        // The stopped run still ends at the second start: that start neither runs again nor cancels the stop.
+        QTest::newRow("restart while running") << "" << "start stop start open join" << 1 << QStringList() << false;
         QTest::newRow("join times out") << "" << "start hurry" << 0
-                                        << QStringList {"TestWork::JoinWork Warn>> thread time out 50. terminate"};
+                                        << QStringList {"TestWork::JoinWork Warn>> thread time out 50. terminate"} << true;
     }
     void lifecycle()
     {
@@ -63,6 +66,7 @@ private Q_SLOTS:
         QFETCH(QString, ops);
         QFETCH(int, runs);
         QFETCH(QStringList, log);
+        QFETCH(bool, working);
         TestHost::Install();
         const QVariantMap params {{"sFile", "in.wav"}, {"mode", mode}};
         TestWork work;
@@ -78,6 +82,7 @@ private Q_SLOTS:
                 work.JoinWork(op == "join" ? 5000 : 50);
         }
         QVERIFY2(work.IsFinished(), "the thread must be gone once JoinWork returns");
+        QCOMPARE(work.IsWorking(), working);
         QStringList got;
         for (const QString& line : TestHost::Logs())
             got << line.mid(line.indexOf("] ") + 2);
@@ -88,6 +93,24 @@ private Q_SLOTS:
         QCOMPARE(TestHost::Of(3), QVector<QVariant>(runs, finished));
         const QVariantMap progress {{"user_data", params}, {"nPos", 5}, {"nMax", 100}};
         QCOMPARE(TestHost::Of(2), QVector<QVariant>(runs, progress));
+    }
+
+    // A second run reports its own results only, not what the first one left behind.
+    void resultsAreFreshEachRun()
+    {
+        TestHost::Install();
+        TestWork work;
+        for (const char* mode : {"mark", ""}) {
+            work.SetParams({{"mode", mode}});
+            work.StartWork();
+            work.m_gate = 1;
+            work.JoinWork(5000);
+            work.StopWork();
+        }
+        const auto finished = TestHost::Of(3);
+        QCOMPARE(finished.size(), 2);
+        QCOMPARE(finished.at(0).toMap().value("res_data"), QVariant(QVariantMap {{"resMsg", ""}, {"nMark", 1}}));
+        QCOMPARE(finished.at(1).toMap().value("res_data"), QVariant(QVariantMap {{"resMsg", ""}}));
     }
 };
 

@@ -71,16 +71,20 @@ void CDetVoiceWork::DoWork()
     if (sFile.isEmpty() || !input.isFile() || !input.isReadable() || input.size() == 0)
         return Fail("read_input_failed");
 
+    // An empty save folder would put the results at the root of the file system.
+    if (sSaveDir.isEmpty())
+        return Fail("save_dir_failed");
+
     QString name = PubUtils::CheckFileName(input.completeBaseName());
     if (name.isEmpty())
         name = QStringLiteral("detvoice") + QString::number(PubUtils::NextWorkCounter());
-    QString folder = sSaveDir + QLatin1Char('/') + name;
+    QString folder = PubUtils::JoinPath(sSaveDir, name);
     const bool existed = QDir(folder).exists();
     if (!existed && !QDir().mkpath(folder)) {
         const QString failed = folder;
-        folder = sSaveDir + QStringLiteral("/zorun") + QString::number(PubUtils::NextWorkCounter());
+        folder = PubUtils::JoinPath(sSaveDir, QStringLiteral("zorun") + QString::number(PubUtils::NextWorkCounter()));
         QDir().mkpath(folder);
-        ZRLOG(WorkBaseData::LOG_WARN, "CDetVoiceWork::DoWork", "mkdir save dir failed %s use dir %s",
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "mkdir save dir failed %s use dir %s",
               failed.toUtf8().constData(), folder.toUtf8().constData());
     }
     if (!QFileInfo(folder).isDir())
@@ -99,13 +103,13 @@ void CDetVoiceWork::DoWork()
                                  &detected)
             .toList();
     if (!detected)
-        return Fail(QFileInfo::exists(FFmpegOps::FFmpegPath()) ? "read_input_failed" : "ffmpeg_not_found");
+        return Fail(FFmpegOps::FFmpegFound() ? "read_input_failed" : "ffmpeg_not_found");
     removeFolder.dismiss();
 
     const QVariantList segments = ComputeSegments(silences, dMinSec, nDuration);
 
     QVariantList requests;
-    QFile csv(folder + QLatin1Char('/') + name + QStringLiteral(".csv"));
+    QFile csv(PubUtils::JoinPath(folder, name + QStringLiteral(".csv")));
     if (csv.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
         QTextStream out(&csv);
         out << "file,start,end,duration\n";
@@ -113,8 +117,8 @@ void CDetVoiceWork::DoWork()
             const QVariantMap seg = segments.at(k).toMap();
             const double start = seg.value(QStringLiteral("startTs")).toDouble();
             const double end = seg.value(QStringLiteral("endTs")).toDouble();
-            const QString outFile =
-                folder + QLatin1Char('/') + FileTime(start) + QLatin1Char('-') + QString::number(k) + QStringLiteral(".mp4");
+            const QString outFile = PubUtils::JoinPath(
+                folder, FileTime(start) + QLatin1Char('-') + QString::number(k) + QStringLiteral(".mp4"));
             requests.append(QVariantMap{{QStringLiteral("inFile"), sFile},
                                         {QStringLiteral("outFile"), outFile},
                                         {QStringLiteral("startTime"), General6(start)},

@@ -174,20 +174,21 @@ private Q_SLOTS:
     void failures_data()
     {
         QTest::addColumn<QString>("input"); // "<none>" missing, "<media>" the recording, else the content
-        QTest::addColumn<bool>("saveDirBelowFile");
+        QTest::addColumn<QString>("saveDir"); // below the case's folder; empty stays empty
         QTest::addColumn<bool>("noFfmpeg");
         QTest::addColumn<QString>("resMsg");
-        QTest::newRow("missing") << "<none>" << false << false << "read_input_failed";
-        QTest::newRow("empty") << "" << false << false << "read_input_failed";
-        QTest::newRow("not media") << "just text\n" << false << false << "read_input_failed";
-        QTest::newRow("save dir below a file") << "<media>" << true << false << "save_dir_failed";
-        QTest::newRow("no ffmpeg") << "<media>" << false << true << "ffmpeg_not_found";
+        QTest::newRow("missing") << "<none>" << "out" << false << "read_input_failed";
+        QTest::newRow("empty") << "" << "out" << false << "read_input_failed";
+        QTest::newRow("not media") << "just text\n" << "out" << false << "read_input_failed";
+        QTest::newRow("save dir below a file") << "<media>" << "plain/out" << false << "save_dir_failed";
+        QTest::newRow("no save dir") << "<media>" << "" << false << "save_dir_failed";
+        QTest::newRow("no ffmpeg") << "<media>" << "out" << true << "ffmpeg_not_found";
     }
 
     void failures()
     {
         QFETCH(QString, input);
-        QFETCH(bool, saveDirBelowFile);
+        QFETCH(QString, saveDir);
         QFETCH(bool, noFfmpeg);
         QFETCH(QString, resMsg);
         const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
@@ -200,7 +201,7 @@ private Q_SLOTS:
             PubUtils::SetAppDir(dir); // no ffmpeg beside the application, nor on the PATH
             qputenv("PATH", dir.toUtf8());
         }
-        const QVariantMap res = Run(Params(file, dir + (saveDirBelowFile ? "/plain/out" : "/out")));
+        const QVariantMap res = Run(Params(file, saveDir.isEmpty() ? QString() : dir + "/" + saveDir));
         qputenv("PATH", path);
         PubUtils::SetAppDir(QString());
         QCOMPARE(res.value("resMsg").toString(), resMsg);
