@@ -91,12 +91,8 @@ bool CObjLibImp::ReleaseWork(CDetWork* work)
     m_vWorks.erase(it);
     if (!work || !IsKnownType(work->GetType()))
         return true;
-    QThread* thread = nullptr;
-    switch (work->GetType()) {
-    case 5: thread = dynamic_cast<CDetVoiceWork*>(work); break;
-    default: break;
-    }
-    delete thread;
+    // Every work is a CWorkBase: the virtual destructor reaches the whole object.
+    delete work;
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include "CCliHost.h"
 #include "CParamParser.h"
+#include "CliCommon.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -17,97 +18,7 @@
 
 namespace {
 
-const char kUsage[] =
-    "usage:\n"
-    "  zrwork types\n"
-    "  zrwork run TYPE [--param key=value ...] [--params file.json] [--verbose]\n"
-    "  zrwork voice FILE --save-dir DIR [--decibel N] [--min-sec X] [--merge] [--verbose]\n"
-    "  zrwork list --store DIR [--model face|move] [--offset N] [--count N]\n"
-    "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
-    "b true/false, map or js (or a value starting with '{') a JSON object.\n"
-    "The finished map is printed as JSON; the exit status is 0 when \"resMsg\" is empty.\n";
-
-int Usage(const QString& error = QString())
-{
-    if (!error.isEmpty())
-        std::fprintf(stderr, "zrwork: %s\n", error.toUtf8().constData());
-    std::fputs(kUsage, stderr);
-    return 2;
-}
-
-void PrintJson(const QVariant& value)
-{
-    const QJsonDocument doc = value.type() == QVariant::List ? QJsonDocument(QJsonArray::fromVariantList(value.toList()))
-                                                             : QJsonDocument(QJsonObject::fromVariantMap(value.toMap()));
-    std::fputs(doc.toJson(QJsonDocument::Indented).constData(), stdout);
-    std::fflush(stdout);
-}
-
-QString AppData()
-{
-    QString dir = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
-    if (dir.isEmpty())
-        dir = QDir::tempPath() + QStringLiteral("/zrwork");
-    QDir().mkpath(dir);
-    return dir;
-}
-
-// ffprobe is looked up where the library looks for ffmpeg: beside the application first.
-QString FindProbe()
-{
-    const QString local = QCoreApplication::applicationDirPath() + QStringLiteral("/ffprobe");
-    if (QFileInfo(local).isExecutable())
-        return local;
-    return QStandardPaths::findExecutable(QStringLiteral("ffprobe"));
-}
-
-// Whole seconds of the media, or -1 when it cannot be read.
-qint64 MediaSeconds(const QString& file)
-{
-    const QString probe = FindProbe();
-    if (probe.isEmpty())
-        return -1;
-    QProcess p;
-    p.start(probe, {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-                    QStringLiteral("format=duration"), QStringLiteral("-of"),
-                    QStringLiteral("default=noprint_wrappers=1:nokey=1"), file});
-    if (!p.waitForFinished(60000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
-        return -1;
-    bool ok = false;
-    const double seconds = QString::fromUtf8(p.readAllStandardOutput()).trimmed().toDouble(&ok);
-    return ok ? static_cast<qint64>(seconds) : -1;
-}
-
-// Takes "--name value" out of args; false when the option is present without a value.
-bool TakeOption(QStringList& args, const QString& name, QString* value)
-{
-    const int i = args.indexOf(name);
-    if (i < 0)
-        return true;
-    if (i + 1 >= args.size())
-        return false;
-    *value = args.at(i + 1);
-    args.removeAt(i + 1);
-    args.removeAt(i);
-    return true;
-}
-
-bool TakeFlag(QStringList& args, const QString& name)
-{
-    return args.removeAll(name) > 0;
-}
-
-int RunAndPrint(CCliHost& host, int type, const QVariantMap& params)
-{
-    QVariantMap finished;
-    const int status = host.RunWork(type, params, &finished);
-    if (status == 2) {
-        std::fprintf(stderr, "zrwork: no work of type %d is available\n", type);
-        return 2;
-    }
-    PrintJson(finished);
-    return status;
-}
+using namespace zrcli;
 
 int CmdTypes()
 {
@@ -133,21 +44,10 @@ int CmdRun(QStringList args)
         return Usage(QStringLiteral("the work type must be a number"));
     QVariantMap params;
     QString error;
-    while (!args.isEmpty()) {
-        const QString opt = args.takeFirst();
-        if (args.isEmpty())
-            return Usage(QStringLiteral("%1 needs a value").arg(opt));
-        const QString value = args.takeFirst();
-        if (opt == QLatin1String("--param")) {
-            if (!CParamParser::ParseItem(value, params, &error))
-                return Usage(error);
-        } else if (opt == QLatin1String("--params")) {
-            if (!CParamParser::ParseFile(value, params, &error))
-                return Usage(error);
-        } else {
-            return Usage(QStringLiteral("unknown option %1").arg(opt));
-        }
-    }
+    if (!TakeParams(args, params, &error))
+        return Usage(error);
+    if (!args.isEmpty())
+        return Usage(QStringLiteral("unknown option %1").arg(args.first()));
     CCliHost host(verbose, AppData());
     return RunAndPrint(host, type, params);
 }
@@ -233,7 +133,7 @@ int main(int argc, char** argv)
     if (command == QLatin1String("list"))
         return CmdList(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
-        std::fputs(kUsage, stdout);
+        PrintUsage();
         return 0;
     }
     return Usage(QStringLiteral("unknown command %1").arg(command));

@@ -1,0 +1,152 @@
+#include "CliCommon.h"
+
+#include "CCliHost.h"
+#include "CParamParser.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QStandardPaths>
+
+#include <cstdio>
+
+namespace zrcli {
+
+namespace {
+const char kUsage[] =
+    "usage:\n"
+    "  zrwork types\n"
+    "  zrwork run TYPE [--param key=value ...] [--params file.json] [--verbose]\n"
+    "  zrwork voice FILE --save-dir DIR [--decibel N] [--min-sec X] [--merge] [--join] [--verbose]\n"
+    "  zrwork list --store DIR [--model face|move] [--offset N] [--count N]\n"
+    "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
+    "b true/false, map or js (or a value starting with '{') a JSON object.\n"
+    "Commands that name a FILE take --param/--params too, to add or override parameters.\n"
+    "The finished map is printed as JSON; the exit status is 0 when \"resMsg\" is empty.\n";
+} // namespace
+
+int Usage(const QString& error)
+{
+    if (!error.isEmpty())
+        std::fprintf(stderr, "zrwork: %s\n", error.toUtf8().constData());
+    std::fputs(kUsage, stderr);
+    return 2;
+}
+
+void PrintUsage()
+{
+    std::fputs(kUsage, stdout);
+}
+
+void PrintJson(const QVariant& value)
+{
+    const QJsonDocument doc = value.type() == QVariant::List ? QJsonDocument(QJsonArray::fromVariantList(value.toList()))
+                                                             : QJsonDocument(QJsonObject::fromVariantMap(value.toMap()));
+    std::fputs(doc.toJson(QJsonDocument::Indented).constData(), stdout);
+    std::fflush(stdout);
+}
+
+QString AppData()
+{
+    QString dir = QStandardPaths::writableLocation(QStandardPaths::AppLocalDataLocation);
+    if (dir.isEmpty())
+        dir = QDir::tempPath() + QStringLiteral("/zrwork");
+    QDir().mkpath(dir);
+    return dir;
+}
+
+QString FindProbe()
+{
+    const QString local = QCoreApplication::applicationDirPath() + QStringLiteral("/ffprobe");
+    if (QFileInfo(local).isExecutable())
+        return local;
+    return QStandardPaths::findExecutable(QStringLiteral("ffprobe"));
+}
+
+qint64 MediaSeconds(const QString& file)
+{
+    const QString probe = FindProbe();
+    if (probe.isEmpty())
+        return -1;
+    QProcess p;
+    p.start(probe, {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+                    QStringLiteral("format=duration"), QStringLiteral("-of"),
+                    QStringLiteral("default=noprint_wrappers=1:nokey=1"), file});
+    if (!p.waitForFinished(60000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
+        return -1;
+    bool ok = false;
+    const double seconds = QString::fromUtf8(p.readAllStandardOutput()).trimmed().toDouble(&ok);
+    return ok ? static_cast<qint64>(seconds) : -1;
+}
+
+bool TakeOption(QStringList& args, const QString& name, QString* value)
+{
+    const int i = args.indexOf(name);
+    if (i < 0)
+        return true;
+    if (i + 1 >= args.size())
+        return false;
+    *value = args.at(i + 1);
+    args.removeAt(i + 1);
+    args.removeAt(i);
+    return true;
+}
+
+bool TakeFlag(QStringList& args, const QString& name)
+{
+    return args.removeAll(name) > 0;
+}
+
+bool TakeParams(QStringList& args, QVariantMap& params, QString* error)
+{
+    for (int i = 0; i < args.size();) {
+        const QString opt = args.at(i);
+        if (opt != QLatin1String("--param") && opt != QLatin1String("--params")) {
+            ++i;
+            continue;
+        }
+        if (i + 1 >= args.size()) {
+            *error = QStringLiteral("%1 needs a value").arg(opt);
+            return false;
+        }
+        const QString value = args.at(i + 1);
+        args.removeAt(i + 1);
+        args.removeAt(i);
+        const bool ok = opt == QLatin1String("--param") ? CParamParser::ParseItem(value, params, error)
+                                                        : CParamParser::ParseFile(value, params, error);
+        if (!ok)
+            return false;
+    }
+    return true;
+}
+
+QString WorkToolsDir()
+{
+    const QString bin = QCoreApplication::applicationDirPath();
+    for (const QString& rel : {QStringLiteral("/../worktools"), QStringLiteral("/../lib/zrworklib/worktools")}) {
+        const QFileInfo dir(bin + rel);
+        if (dir.isDir())
+            return dir.canonicalFilePath();
+    }
+    return QString();
+}
+
+int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished)
+{
+    QVariantMap map;
+    const int status = host.RunWork(type, params, &map);
+    if (status == 2) {
+        std::fprintf(stderr, "zrwork: no work of type %d is available\n", type);
+        return 2;
+    }
+    PrintJson(map);
+    if (finished)
+        *finished = map;
+    return status;
+}
+
+} // namespace zrcli

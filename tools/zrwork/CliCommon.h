@@ -1,0 +1,38 @@
+#pragma once
+// What every zrwork command shares: option taking, JSON output, the usage text, the
+// shipped tool folder and running one work to its printed finished map.
+
+#include <QString>
+#include <QStringList>
+#include <QVariant>
+#include <QVariantMap>
+
+class CCliHost;
+
+namespace zrcli {
+
+// Prints the error (if any) and the usage text on stderr; returns exit status 2.
+int Usage(const QString& error = QString());
+// The usage text on stdout.
+void PrintUsage();
+void PrintJson(const QVariant& value);
+// The host's data folder, made if missing.
+QString AppData();
+// ffprobe beside the application, else on the PATH; empty when there is none.
+QString FindProbe();
+// Whole seconds of the media, or -1 when it cannot be read.
+qint64 MediaSeconds(const QString& file);
+// Takes "--name value" out of args; false when the option is present without a value.
+bool TakeOption(QStringList& args, const QString& name, QString* value);
+bool TakeFlag(QStringList& args, const QString& name);
+// Takes every "--param key=value" and "--params file.json" out of args into params
+// (later ones win); false with *error set on a malformed one.
+bool TakeParams(QStringList& args, QVariantMap& params, QString* error);
+// The shipped tool folder: <bin>/../worktools in a build tree, else
+// <bin>/../lib/zrworklib/worktools in an install tree; empty when neither exists.
+QString WorkToolsDir();
+// Runs the work and prints its finished map; returns the exit status (0, 1, or 2
+// when no work of that type exists). *finished receives the map when given.
+int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);
+
+} // namespace zrcli
