@@ -473,6 +473,13 @@ void PubUtils::SetSaveDir(const QString& dir)
     WriteSetting(&Settings::saveDir, dir);
 }
 
+bool PubUtils::IsUsableInput(const QString& path)
+{
+    // isFile() follows links and is true only for regular files.
+    const QFileInfo info(path);
+    return !path.isEmpty() && info.isFile() && info.isReadable() && info.size() > 0;
+}
+
 QStringList PubUtils::ListFiles(const QString& dir)
 {
     QDir d(dir);

@@ -113,6 +113,9 @@ public:
     static QString GetSaveDir();
     static void SetSaveDir(const QString& dir);
 
+    /// Whether @p path names a regular, readable, non-empty file: folders, FIFOs and
+    /// devices are refused at once, since a tool reading them may block for good.
+    static bool IsUsableInput(const QString& path);
     /// Files (not folders) of @p dir, sorted by name; empty when @p dir is missing.
     static QStringList ListFiles(const QString& dir);
     /// a + "/" + b, with no doubled separator.

@@ -3,6 +3,7 @@
 #include "base/PubUtils.h"
 #include "core/CData.h"
 #include "store/CDBStore.h"
+#include "work/CWorkBase.h"
 #include "works/analysis/CDetVoiceWork.h"
 
 #include <QDir>
@@ -88,10 +89,16 @@ bool CObjLibImp::ReleaseWork(CDetWork* work)
     const auto it = std::find(m_vWorks.begin(), m_vWorks.end(), work);
     if (it == m_vWorks.end())
         return true;
-    m_vWorks.erase(it);
-    if (!work || !IsKnownType(work->GetType()))
+    if (!work || !IsKnownType(work->GetType())) {
+        m_vWorks.erase(it);
         return true;
-    // Every work is a CWorkBase: the virtual destructor reaches the whole object.
+    }
+    // Every work is a CWorkBase. A running one is stopped and awaited first; one
+    // released from its own thread stays listed, for the host to release later.
+    auto* base = dynamic_cast<CWorkBase*>(work);
+    if (base && !base->StopBeforeRelease())
+        return false;
+    m_vWorks.erase(it);
     delete work;
     return true;
 }

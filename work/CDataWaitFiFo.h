@@ -50,8 +50,8 @@ public:
         // has several consumers when several conversions run at once.
         QWriteLocker locker(&m_lock);
         if (m_items.empty()) {
-            m_wake.wait(&m_lock, msecs);
-            if (m_items.empty()) {
+            const bool woken = m_wake.wait(&m_lock, msecs);
+            if (!woken && m_items.empty()) {
                 const int count = ++m_nEmptyPops;
                 if (count >= 5 && count % m_nLogPeriod == 0) {
                     ZRLOG(WorkBaseData::LOG_INFO, "CDataWaitFiFo<int>::PopData", "%s pop null times:%d",
@@ -60,7 +60,11 @@ public:
                 return nullptr;
             }
         }
+        // A push woke us (or came just in time): that ends the run of empty pops, even
+        // when another consumer took the item first.
         m_nEmptyPops = 0;
+        if (m_items.empty())
+            return nullptr;
         T* item = m_items.front();
         m_items.pop_front();
         return item;

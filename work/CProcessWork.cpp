@@ -4,11 +4,35 @@
 
 #include <QByteArray>
 
+#ifndef Q_OS_WIN
+#include <unistd.h>
+#endif
+
 using namespace WorkBaseData;
+
+namespace {
+
+// A child in a process group of its own: Ctrl-C in the host's terminal signals the
+// whole foreground group, and must not kill the tool a work is waiting for.
+class GroupLeaderProcess : public QProcess
+{
+public:
+    using QProcess::QProcess;
+
+protected:
+    void setupChildProcess() override
+    {
+#ifndef Q_OS_WIN
+        ::setpgid(0, 0);
+#endif
+    }
+};
+
+} // namespace
 
 CProcessWork::CProcessWork()
     : QObject(nullptr)
-    , m_pProcess(new QProcess(this))
+    , m_pProcess(new GroupLeaderProcess(this))
 {
 }
 
@@ -45,6 +69,15 @@ bool CProcessWork::Succeeded() const
 {
     return m_bRan && !m_bFailed && m_pProcess->state() == QProcess::NotRunning
         && m_pProcess->exitStatus() == QProcess::NormalExit && m_pProcess->exitCode() == 0;
+}
+
+CProcessWork::Outcome CProcessWork::GetOutcome() const
+{
+    if (!m_bRan || m_pProcess->error() == QProcess::FailedToStart)
+        return Outcome::NotStarted;
+    if (m_pProcess->exitStatus() == QProcess::CrashExit)
+        return Outcome::Crashed;
+    return Succeeded() ? Outcome::Ok : Outcome::ExitCode;
 }
 
 void CProcessWork::ExecProcess(const QString& program, const QStringList& arguments, const QString& workDir)

@@ -1,6 +1,8 @@
 #pragma once
 // Runs one external program to completion on the calling thread. Output is left in
-// the QProcess buffers while the child runs and is read only afterwards.
+// the QProcess buffers while the child runs and is read only afterwards. On POSIX the
+// child leads a process group of its own, so a terminal's Ctrl-C reaches only the
+// host: the work notices its stop when the child has ended, as it would on its own.
 
 #include <QObject>
 #include <QProcess>
@@ -22,6 +24,10 @@ public:
     QString GetStdErr();
     // True when the last child started, exited normally and returned 0.
     bool Succeeded() const;
+    // How the last child ended, for callers that must tell a refused input (a non-zero
+    // exit) from a child that never ran or was killed.
+    enum class Outcome { Ok, ExitCode, Crashed, NotStarted };
+    Outcome GetOutcome() const;
 
     // One-shot run: construct, StartTask, destroy.
     static void ExecProcess(const QString& program, const QStringList& arguments, const QString& workDir);

@@ -13,7 +13,26 @@ CWorkBase::CWorkBase(int type)
 {
 }
 
-CWorkBase::~CWorkBase() = default;
+CWorkBase::~CWorkBase()
+{
+    // Last resort for a host that deletes a running work itself; ReleaseWork has
+    // already waited before any derived part was destroyed.
+    StopBeforeRelease();
+}
+
+bool CWorkBase::StopBeforeRelease()
+{
+    if (!isRunning())
+        return true;
+    if (QThread::currentThread() == this) {
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("ReleaseWork").constData(), "release from the work's own thread refused");
+        return false;
+    }
+    ZRLOG(WorkBaseData::LOG_WARN, FuncName("ReleaseWork").constData(), "released while running: stopping and waiting");
+    m_bWorking = false;
+    wait();
+    return true;
+}
 
 bool CWorkBase::SetValue(const QString& key, const QVariant& value)
 {
@@ -72,6 +91,12 @@ bool CWorkBase::JoinWork(unsigned long msecs)
 {
     if (!isRunning())
         return true;
+    // Inside the finished callback, say: waiting would only time out on ourselves and
+    // then terminate the very thread that asked.
+    if (QThread::currentThread() == this) {
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("JoinWork").constData(), "join from the work's own thread ignored");
+        return true;
+    }
     if (!wait(msecs)) {
         ZRLOG(WorkBaseData::LOG_WARN, FuncName("JoinWork").constData(), "thread time out %d. terminate",
               static_cast<int>(msecs));

@@ -30,6 +30,11 @@ public:
     bool AddObserver(void* observer) override;
     bool RemoveObserver(void* observer) override;
 
+    // For a release while the run goes on: logs, clears the working flag and waits for
+    // the thread, so nothing is destroyed under it. False (and nothing done) when called
+    // on the work's own thread, which cannot wait for itself.
+    bool StopBeforeRelease();
+
     // Copies for tests and hosts that poll; safe once the run has ended.
     QVariantMap Params() const { return m_mapParams; }
     QVariantMap Result() const { return m_mapResult; }

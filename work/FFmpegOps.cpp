@@ -77,7 +77,7 @@ bool FFmpegOps::ConcatFiles(const QVariantMap& args)
     return QFile::exists(outFile);
 }
 
-QVariant FFmpegOps::DetectSilence(const QVariantMap& args, bool* pOk)
+QVariant FFmpegOps::DetectSilence(const QVariantMap& args, DetectInfo* pInfo)
 {
     const QString inFile = str(args, "inFile");
     const int nDecibel = qMax(1, args.value(QStringLiteral("nDecibel")).toInt());
@@ -89,9 +89,12 @@ QVariant FFmpegOps::DetectSilence(const QVariantMap& args, bool* pOk)
                                  QStringLiteral("-f"), QStringLiteral("null"), QStringLiteral("-")};
     CProcessWork work;
     work.StartTask(FFmpegPath(), arguments, QString());
-    if (pOk)
-        *pOk = work.Succeeded();
-    return ParseSilence(work.GetStdErr());
+    const QString report = work.GetStdErr();
+    if (pInfo) {
+        pInfo->outcome = work.GetOutcome();
+        pInfo->dDecoded = ParseDecodedSeconds(report);
+    }
+    return ParseSilence(report);
 }
 
 bool FFmpegOps::ExtractAudio(const QVariantMap& args)
@@ -206,6 +209,15 @@ bool FFmpegOps::VideoToPngSeq(const QVariantMap& args)
                                  QStringLiteral("-r"), QStringLiteral("15"), saveDir + QStringLiteral("/%8d.png")};
     runFFmpeg(arguments);
     return QFile::exists(saveDir + QStringLiteral("/00000001.png"));
+}
+
+double FFmpegOps::ParseDecodedSeconds(const QString& report)
+{
+    QRegExp rx(QStringLiteral("time=(\\d+):(\\d\\d):(\\d\\d(?:\\.\\d+)?)"));
+    const int at = rx.lastIndexIn(report);
+    if (at < 0)
+        return -1;
+    return rx.cap(1).toDouble() * 3600 + rx.cap(2).toDouble() * 60 + rx.cap(3).toDouble();
 }
 
 QVariantList FFmpegOps::ParseSilence(const QString& report)

@@ -2,6 +2,8 @@
 // The ffmpeg operations the works delegate to: each builds one fixed argument list,
 // runs ffmpeg through CProcessWork and judges success by the output file.
 
+#include "work/CProcessWork.h"
+
 #include <QString>
 #include <QVariant>
 #include <QVariantList>
@@ -17,10 +19,18 @@ public:
     static bool FFmpegFound();
 
     static bool ConcatFiles(const QVariantMap& args);
-    // A list of {"startTs", "endTs"} maps (seconds, doubles). pOk, when given, tells
-    // whether ffmpeg ran and exited with 0 (an empty list alone cannot tell "no
-    // silence" from "not a media file").
-    static QVariant DetectSilence(const QVariantMap& args, bool* pOk = nullptr);
+    // How a silence detection went: an empty list alone cannot tell "no silence" from
+    // "not a media file" or "ffmpeg was killed".
+    struct DetectInfo
+    {
+        // A non-zero exit means ffmpeg refused the input.
+        CProcessWork::Outcome outcome = CProcessWork::Outcome::NotStarted;
+        // Seconds ffmpeg actually decoded (its last "time="), -1 when it said none.
+        double dDecoded = -1;
+    };
+    // A list of {"startTs", "endTs"} maps (seconds, doubles); pInfo, when given, says
+    // how the run went.
+    static QVariant DetectSilence(const QVariantMap& args, DetectInfo* pInfo = nullptr);
     static bool ExtractAudio(const QVariantMap& args);
     static bool MergeAudioVideo(const QVariantMap& args);
     static void JpgSeqToVideo(const QString& picDir, const QString& outFile);
@@ -31,4 +41,6 @@ public:
 
     // The silence intervals in ffmpeg's silencedetect report (its standard error).
     static QVariantList ParseSilence(const QString& report);
+    // The last "time=HH:MM:SS.ss" of ffmpeg's progress lines in seconds, or -1.
+    static double ParseDecodedSeconds(const QString& report);
 };

@@ -1,8 +1,10 @@
 // The child the runner tests start on purpose:
 //   exit N err out  writes err to stderr and out to stdout, then exits with N;
 //   flood MiB KiB   writes that much to stdout and stderr without waiting for a reader;
-//   crash           aborts, leaving no core file behind.
+//   crash           aborts, leaving no core file behind;
+//   group           writes its process group and its pid to stderr.
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +17,10 @@ int main(int argc, char** argv)
         std::fputs(argv[3], stderr);
         std::fputs(argv[4], stdout);
         return std::atoi(argv[2]);
+    }
+    if (!std::strcmp(mode, "group")) {
+        std::fprintf(stderr, "%d %d", static_cast<int>(getpgrp()), static_cast<int>(getpid()));
+        return 0;
     }
     if (!std::strcmp(mode, "crash")) {
         const rlimit noCore {0, 0};

@@ -100,8 +100,11 @@ private Q_SLOTS:
         bool ok = false;
         if (op == "JpgSeqToVideo")
             FFmpegOps::JpgSeqToVideo(args["inDir"].toString(), args["outFile"].toString());
-        else if (op == "DetectSilence")
-            FFmpegOps::DetectSilence(args, &ok);
+        else if (op == "DetectSilence") {
+            FFmpegOps::DetectInfo info;
+            FFmpegOps::DetectSilence(args, &info);
+            ok = info.outcome == CProcessWork::Outcome::Ok;
+        }
         else
             ok = QMap<QString, bool (*)(const QVariantMap&)> {
                 {"ConcatFiles", FFmpegOps::ConcatFiles}, {"ExtractAudio", FFmpegOps::ExtractAudio},
@@ -155,12 +158,16 @@ private Q_SLOTS:
 
     void detectSilence()
     {
-        bool ok = false;
-        QCOMPARE(intervals(FFmpegOps::DetectSilence({{"inFile", m_dir + "/voice.wav"}, {"nDecibel", 30}}, &ok), 'f', 1),
+        FFmpegOps::DetectInfo info;
+        QCOMPARE(intervals(FFmpegOps::DetectSilence({{"inFile", m_dir + "/voice.wav"}, {"nDecibel", 30}}, &info), 'f', 1),
                  QString("2.0-4.0"));
-        QVERIFY(ok);
-        FFmpegOps::DetectSilence({{"inFile", m_dir + "/missing.wav"}}, &ok);
-        QVERIFY2(!ok, "an empty list alone cannot tell a failed run from no silence");
+        QCOMPARE(info.outcome, CProcessWork::Outcome::Ok);
+        QCOMPARE(info.dDecoded, 6.0);
+        // An empty list alone cannot tell a refused input from no silence.
+        FFmpegOps::DetectSilence({{"inFile", m_dir + "/missing.wav"}}, &info);
+        QCOMPARE(info.outcome, CProcessWork::Outcome::ExitCode);
+        QCOMPARE(FFmpegOps::ParseDecodedSeconds("size=N/A time=00:00:00.20 x\rLsize=N/A time=01:02:04.90 bitrate"), 3724.9);
+        QCOMPARE(FFmpegOps::ParseDecodedSeconds("Duration: 00:00:10.00, no progress"), -1.0);
     }
 
     void programLookup()

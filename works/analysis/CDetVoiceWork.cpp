@@ -36,8 +36,14 @@ CDetVoiceWork::CDetVoiceWork()
 {
 }
 
-QVariantList CDetVoiceWork::ComputeSegments(const QVariantList& silences, double dMinSec, qint64 nDuration)
+QVariantList CDetVoiceWork::ComputeSegments(const QVariantList& silences, double dMinSec, qint64 nDuration,
+                                            double dMediaEnd)
 {
+    // A truncated file whose index still gives the full length decodes to less: its tail
+    // stops where the data does. Whole files keep the host's length plus one second.
+    const bool truncated = dMediaEnd >= 0 && dMediaEnd < static_cast<double>(nDuration);
+    const double tailLength = truncated ? dMediaEnd : static_cast<double>(nDuration);
+    const double tailEnd = truncated ? dMediaEnd : static_cast<double>(nDuration + 1);
     QVariantList segments;
     double prevEnd = 0;
     for (int i = 0; i < silences.size(); ++i) {
@@ -51,8 +57,8 @@ QVariantList CDetVoiceWork::ComputeSegments(const QVariantList& silences, double
         } else if (start - prevEnd > dMinSec) {
             segments.append(Segment(prevEnd, start));
         }
-        if (i == silences.size() - 1 && dMinSec < nDuration - end)
-            segments.append(Segment(end, static_cast<double>(nDuration + 1)));
+        if (i == silences.size() - 1 && dMinSec < tailLength - end)
+            segments.append(Segment(end, tailEnd));
         prevEnd = end;
     }
     return segments;
@@ -67,22 +73,24 @@ void CDetVoiceWork::DoWork()
     const double dMinSec = m_mapParams.value(QStringLiteral("dMinSec")).toDouble();
     const bool bMerge = m_mapParams.value(QStringLiteral("bMergeVideo")).toBool();
 
-    const QFileInfo input(sFile);
-    if (sFile.isEmpty() || !input.isFile() || !input.isReadable() || input.size() == 0)
+    // Tools get absolute paths only: a relative one starting with '-' reads as an option.
+    const QFileInfo input(QFileInfo(sFile).absoluteFilePath());
+    if (sFile.isEmpty() || !PubUtils::IsUsableInput(input.filePath()))
         return Fail("read_input_failed");
 
     // An empty save folder would put the results at the root of the file system.
     if (sSaveDir.isEmpty())
         return Fail("save_dir_failed");
+    const QString saveDir = QFileInfo(sSaveDir).absoluteFilePath();
 
     QString name = PubUtils::CheckFileName(input.completeBaseName());
     if (name.isEmpty())
         name = QStringLiteral("detvoice") + QString::number(PubUtils::NextWorkCounter());
-    QString folder = PubUtils::JoinPath(sSaveDir, name);
+    QString folder = PubUtils::JoinPath(saveDir, name);
     const bool existed = QDir(folder).exists();
     if (!existed && !QDir().mkpath(folder)) {
         const QString failed = folder;
-        folder = PubUtils::JoinPath(sSaveDir, QStringLiteral("zorun") + QString::number(PubUtils::NextWorkCounter()));
+        folder = PubUtils::JoinPath(saveDir, QStringLiteral("zorun") + QString::number(PubUtils::NextWorkCounter()));
         QDir().mkpath(folder);
         ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "mkdir save dir failed %s use dir %s",
               failed.toUtf8().constData(), folder.toUtf8().constData());
@@ -95,18 +103,25 @@ void CDetVoiceWork::DoWork()
             PubUtils::RemoveDir(folder);
     });
 
-    bool detected = false;
+    FFmpegOps::DetectInfo info;
     const QVariantList silences =
-        FFmpegOps::DetectSilence(QVariantMap{{QStringLiteral("inFile"), sFile},
+        FFmpegOps::DetectSilence(QVariantMap{{QStringLiteral("inFile"), input.filePath()},
                                              {QStringLiteral("nDecibel"), nDecibel},
                                              {QStringLiteral("nDuration"), 1}},
-                                 &detected)
+                                 &info)
             .toList();
-    if (!detected)
-        return Fail(FFmpegOps::FFmpegFound() ? "read_input_failed" : "ffmpeg_not_found");
+    // The child has its own process group, so a stop (Ctrl-C) lets it end first.
+    if (!m_bWorking)
+        return Fail("task_stopped");
+    switch (info.outcome) {
+    case CProcessWork::Outcome::Ok: break;
+    case CProcessWork::Outcome::ExitCode: return Fail("read_input_failed");
+    case CProcessWork::Outcome::Crashed: return Fail("ffmpeg_failed");
+    case CProcessWork::Outcome::NotStarted: return Fail(FFmpegOps::FFmpegFound() ? "ffmpeg_failed" : "ffmpeg_not_found");
+    }
     removeFolder.dismiss();
 
-    const QVariantList segments = ComputeSegments(silences, dMinSec, nDuration);
+    const QVariantList segments = ComputeSegments(silences, dMinSec, nDuration, info.dDecoded);
 
     QVariantList requests;
     QFile csv(PubUtils::JoinPath(folder, name + QStringLiteral(".csv")));
@@ -119,7 +134,7 @@ void CDetVoiceWork::DoWork()
             const double end = seg.value(QStringLiteral("endTs")).toDouble();
             const QString outFile = PubUtils::JoinPath(
                 folder, FileTime(start) + QLatin1Char('-') + QString::number(k) + QStringLiteral(".mp4"));
-            requests.append(QVariantMap{{QStringLiteral("inFile"), sFile},
+            requests.append(QVariantMap{{QStringLiteral("inFile"), input.filePath()},
                                         {QStringLiteral("outFile"), outFile},
                                         {QStringLiteral("startTime"), General6(start)},
                                         {QStringLiteral("endTime"), General6(end)},
@@ -130,17 +145,18 @@ void CDetVoiceWork::DoWork()
 
     int found = 0;
     const int n = requests.size();
-    for (int k = 0; k < n; ++k) {
-        if (!m_bWorking) {
-            Fail("task_stopped");
-            break;
-        }
+    for (int k = 0; k < n && m_bWorking; ++k) {
         if (!FFmpegOps::CutSegment(requests.at(k).toMap()))
             continue;
         ++found;
         NotifyProgress(static_cast<int>(static_cast<double>(k) / n * 100));
     }
     m_mapResult.insert(QStringLiteral("nFindNum"), found);
+    // A stopped run does nothing more, and a run none of whose cuts worked is no success.
+    if (!m_bWorking)
+        return Fail("task_stopped");
+    if (n > 0 && found == 0)
+        return Fail("cut_failed");
 
     if (!bMerge)
         return;

@@ -13,8 +13,11 @@ public:
     CDetVoiceWork();
 
     // Voiced segments {"startTs", "endTs"} between the silence intervals, in order.
-    // Stretches not longer than dMinSec are dropped; the last one ends at nDuration + 1.
-    static QVariantList ComputeSegments(const QVariantList& silences, double dMinSec, qint64 nDuration);
+    // Stretches not longer than dMinSec are dropped; the last one ends at nDuration + 1,
+    // unless the media really ends earlier (dMediaEnd, what ffmpeg decoded, when it
+    // is known and below nDuration): then the tail is measured against and ends there.
+    static QVariantList ComputeSegments(const QVariantList& silences, double dMinSec, qint64 nDuration,
+                                        double dMediaEnd = -1);
 
 protected:
     void DoWork() override;

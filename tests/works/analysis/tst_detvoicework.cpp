@@ -10,6 +10,8 @@
 #include <QTemporaryDir>
 #include <QtTest>
 
+#include <sys/stat.h>
+
 using WorkBaseData::PubUtils;
 
 namespace {
@@ -22,10 +24,10 @@ QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
     return out;
 }
 
-bool WriteFile(const QString& path, const QByteArray& data)
+bool WriteFile(const QString& path, const QByteArray& data, QFile::Permissions perms = {})
 {
     QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
+    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size() && (!perms || f.setPermissions(perms));
 }
 
 QString ReadText(const QString& path)
@@ -35,14 +37,37 @@ QString ReadText(const QString& path)
 }
 
 // Ten seconds of picture and tone, the tone silenced from 2 to 4 s and 6 to 8 s (or never).
-bool MakeMedia(const QString& path, bool withSilences)
+bool MakeMedia(const QString& path, bool withSilences, const QStringList& codecs = {"-c:a", "pcm_s16le"})
 {
     const QString tone = "0.5*sin(2*PI*440*t)";
     const QString audio = withSilences ? "if(between(t,2,4)+between(t,6,8),0," + tone + ")" : tone;
-    QProcess ff;
-    ff.start("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=10", "-f",
-                        "lavfi", "-i", "aevalsrc='" + audio + "':s=16000:d=10", "-c:v", "libx264", "-c:a", "pcm_s16le", path});
-    return ff.waitForFinished(60000) && ff.exitCode() == 0;
+    return QProcess::execute("ffmpeg", QStringList{"-v", "error", "-y", "-f", "lavfi", "-i",
+                                                   "testsrc=size=160x120:rate=10:duration=10", "-f", "lavfi", "-i",
+                                                   "aevalsrc='" + audio + "':s=16000:d=10", "-c:v", "libx264"}
+                                           + codecs + QStringList{path})
+        == 0;
+}
+
+// A stand-in ffmpeg: reports one silence (2..4 s of 10) and fails every cut, or kills itself.
+const char kCutFails[] = "#!/bin/sh\ncase \"$*\" in *silencedetect*)\n"
+                         "  printf '[silencedetect @ 0x1] silence_start: 2\\n[silencedetect @ 0x1] silence_end: 4 | "
+                         "silence_duration: 2\\nsize=N/A time=00:00:10.00 bitrate=N/A\\n' >&2; exit 0;;\nesac\nexit 1\n";
+const char kKilled[] = "#!/bin/sh\nkill -9 $$\n";
+
+CDetWork* g_pRunning = nullptr;
+int g_nFinished = 0;
+bool g_bJoinedInside = false;
+
+// A host that breaks the rules from inside the callback: it stops the work at its first
+// progress and joins it from the finished message, on the work's own thread.
+void RudeHost(WorkLibRs kind, const QVariant&)
+{
+    if (kind == WorkLibRs_Progress)
+        g_pRunning->StopWork();
+    if (kind == WorkLibRs_Finished) {
+        ++g_nFinished;
+        g_bJoinedInside = g_pRunning->JoinWork(60000);
+    }
 }
 
 } // namespace
@@ -88,24 +113,24 @@ private Q_SLOTS:
     {
         QTest::addColumn<QVariantList>("silences");
         QTest::addColumn<double>("minSec");
-        QTest::addColumn<qint64>("duration");
+        QTest::addColumn<double>("mediaEnd");
         QTest::addColumn<QVariantList>("expected");
         const QVariantList two = Spans({{2.0, 3.0}, {5.0, 9.0}});
-        QTest::newRow("keeps all three") << two << 1.5 << qint64(12) << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
-        QTest::newRow("exact length dropped") << two << 2.0 << qint64(12) << Spans({{9.0, 13}});
-        QTest::newRow("leading silence") << Spans({{0, 1.5}}) << 0.5 << qint64(4) << Spans({{1.5, 5}});
-        QTest::newRow("negative min") << Spans({{0, 1.5}}) << -0.5 << qint64(4) << Spans({{0, 0}, {1.5, 5}});
-        QTest::newRow("trailing silence") << Spans({{3.0, 6.0}}) << 1.0 << qint64(6) << Spans({{0, 3.0}});
-        QTest::newRow("no silence") << QVariantList() << 0.0 << qint64(60) << QVariantList();
+        QTest::newRow("keeps all three") << two << 1.5 << -1.0 << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
+        QTest::newRow("exact length dropped") << two << 2.0 << -1.0 << Spans({{9.0, 13}});
+        QTest::newRow("negative min") << Spans({{0, 1.5}}) << -0.5 << -1.0 << Spans({{0, 0}, {1.5, 13}});
+        QTest::newRow("whole file keeps the extra second") << two << 1.5 << 12.4 << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
+        QTest::newRow("truncated file ends with its data") << two << 1.5 << 11.0 << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 11.0}});
+        QTest::newRow("truncated tail too short") << two << 1.5 << 10.0 << Spans({{0, 2.0}, {3.0, 5.0}});
     }
 
     void segments()
     {
         QFETCH(QVariantList, silences);
         QFETCH(double, minSec);
-        QFETCH(qint64, duration);
+        QFETCH(double, mediaEnd);
         QFETCH(QVariantList, expected);
-        QCOMPARE(CDetVoiceWork::ComputeSegments(silences, minSec, duration), expected);
+        QCOMPARE(CDetVoiceWork::ComputeSegments(silences, minSec, 12, mediaEnd), expected);
     }
 
     void cutsVoicedStretches()
@@ -118,24 +143,12 @@ private Q_SLOTS:
         QCOMPARE(ReadText(folder + "/tmp_concat.txt"), QString("000000-0.mp4\n000004-1.mp4\n000008-2.mp4\n"));
         for (const char* name : {"/000000-0.mp4", "/000004-1.mp4", "/000008-2.mp4"})
             QVERIFY2(QFileInfo(folder + name).size() > 0, name);
-
-        // Times reach ffmpeg as short decimal texts, and a cut re-encodes.
-        const QString cut = "exec -y -ss 4.00006 -to 6 -i " + m_sMedia + " -vsync 0 -acodec aac -vcodec libx264 " + folder
-            + "/000004-1.mp4";
-        QCOMPARE(TestHost::LogsWith(cut).size(), 1);
-        const QString concat = "exec -y -f concat -safe 0 -i " + folder + "/tmp_concat.txt -acodec copy -vcodec copy " + folder
-            + "/azr-talk.mp4";
-        QCOMPARE(TestHost::LogsWith(concat).size(), 1);
-        // The list holds bare names, which ffmpeg's concat reader does not take as file
-        // directives: it refuses the list, so no merged file appears.
+        // The list holds bare names, which ffmpeg's concat reader refuses: no merged file.
         QVERIFY(!QFileInfo::exists(folder + "/azr-talk.mp4"));
 
         QList<int> positions;
-        for (const QVariant& p : TestHost::Of(WorkLibRs_Progress)) {
-            QCOMPARE(p.toMap().value("user_data").toMap(), Params(m_sMedia, saveDir, true));
-            QCOMPARE(p.toMap().value("nMax").toInt(), 100);
+        for (const QVariant& p : TestHost::Of(WorkLibRs_Progress))
             positions.append(p.toMap().value("nPos").toInt());
-        }
         QCOMPARE(positions, (QList<int>{0, 33, 66}));
     }
 
@@ -148,64 +161,104 @@ private Q_SLOTS:
         QCOMPARE(ReadText(saveDir + "/tone/tmp_concat.txt"), QString());
     }
 
-    // Quotes make a base name unusable as a folder name; the counter-named folder is used then.
+    // Its index says 10 s, its data stops at 6.3 s: the last stretch ends with the data.
+    void truncatedFileEndsWithItsData()
+    {
+        const QString whole = m_tmp.filePath("whole.mp4"), cut = m_tmp.filePath("cut.mp4");
+        QVERIFY(MakeMedia(whole, true, {"-c:a", "aac", "-movflags", "+faststart"}));
+        QFile in(whole), out(cut);
+        QVERIFY(in.open(QIODevice::ReadOnly) && out.open(QIODevice::WriteOnly));
+        out.write(in.read(in.size() * 7 / 10));
+        out.close();
+        QCOMPARE(Run(Params(cut, m_tmp.filePath("cutout"))).value("nFindNum").toInt(), 2);
+        QCOMPARE(ReadText(m_tmp.filePath("cutout/cut/cut.csv")),
+                 QString("file,start,end,duration\n0,000000,000002,2\n1,000004,000006,2.29994\n"));
+    }
+
+    // Odd names reach ffmpeg as absolute paths; quotes make a base name unusable as a
+    // folder name, so the counter-named folder is used then.
     void awkwardNames_data()
     {
         QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("saveDir");
         QTest::addColumn<QString>("folder");
-        QTest::newRow("spaces") << "my talk 1" << "my talk 1";
-        QTest::newRow("quotes") << "it's \"quoted\"" << "detvoice";
-        QTest::newRow("non-ascii") << "Grüße 声音" << "Grüße 声音";
-        QTest::newRow("leading dash") << "-i talk" << "-i talk";
+        QTest::newRow("spaces") << "my talk 1" << "out dir" << "my talk 1";
+        QTest::newRow("quotes") << "it's \"quoted\"" << "out dir" << "detvoice";
+        QTest::newRow("non-ascii") << "Grüße 声音" << "out dir" << "Grüße 声音";
+        QTest::newRow("leading dash, relative") << "-i talk" << "-out" << "-i talk";
     }
 
     void awkwardNames()
     {
         QFETCH(QString, name);
+        QFETCH(QString, saveDir);
         QFETCH(QString, folder);
         const QString dir = m_tmp.filePath(QString("names/") + QTest::currentDataTag());
         QVERIFY(QDir().mkpath(dir) && QFile::copy(m_sMedia, dir + "/" + name + ".mkv"));
-        QCOMPARE(Run(Params(dir + "/" + name + ".mkv", dir + "/out dir")), (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}}));
-        const QStringList made = QDir(dir + "/out dir").entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+        const QString cwd = QDir::currentPath();
+        QDir::setCurrent(dir); // relative names below the case's folder
+        const QVariantMap res = Run(Params(name + ".mkv", saveDir));
+        QDir::setCurrent(cwd);
+        QCOMPARE(res, (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}}));
+        const QStringList made = QDir(dir + "/" + saveDir).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
         QVERIFY2(made.size() == 1 && made.first().startsWith(folder), qPrintable(made.join(',')));
+        QCOMPARE(QDir(dir + "/" + saveDir + "/" + made.first()).entryList({"*.mp4"}).size(), 3);
     }
 
     // Every failure ends the run with one finished map naming it and leaves no result folder.
     void failures_data()
     {
-        QTest::addColumn<QString>("input"); // "<none>" missing, "<media>" the recording, else the content
+        QTest::addColumn<QString>("input"); // "<none>", "<dir>", "<fifo>", "<media>" or the content
         QTest::addColumn<QString>("saveDir"); // below the case's folder; empty stays empty
-        QTest::addColumn<bool>("noFfmpeg");
+        QTest::addColumn<QByteArray>("ffmpeg"); // a stand-in beside the application; "-" for none anywhere
         QTest::addColumn<QString>("resMsg");
-        QTest::newRow("missing") << "<none>" << "out" << false << "read_input_failed";
-        QTest::newRow("empty") << "" << "out" << false << "read_input_failed";
-        QTest::newRow("not media") << "just text\n" << "out" << false << "read_input_failed";
-        QTest::newRow("save dir below a file") << "<media>" << "plain/out" << false << "save_dir_failed";
-        QTest::newRow("no save dir") << "<media>" << "" << false << "save_dir_failed";
-        QTest::newRow("no ffmpeg") << "<media>" << "out" << true << "ffmpeg_not_found";
+        QTest::newRow("missing") << "<none>" << "out" << QByteArray() << "read_input_failed";
+        QTest::newRow("empty") << "" << "out" << QByteArray() << "read_input_failed";
+        QTest::newRow("not media") << "just text\n" << "out" << QByteArray() << "read_input_failed";
+        QTest::newRow("directory") << "<dir>" << "out" << QByteArray() << "read_input_failed";
+        QTest::newRow("fifo") << "<fifo>" << "out" << QByteArray() << "read_input_failed";
+        QTest::newRow("save dir below a file") << "<media>" << "plain/out" << QByteArray() << "save_dir_failed";
+        QTest::newRow("no save dir") << "<media>" << "" << QByteArray() << "save_dir_failed";
+        QTest::newRow("no ffmpeg") << "<media>" << "out" << QByteArray("-") << "ffmpeg_not_found";
+        QTest::newRow("ffmpeg killed while detecting") << "<media>" << "out" << QByteArray(kKilled) << "ffmpeg_failed";
     }
 
     void failures()
     {
         QFETCH(QString, input);
         QFETCH(QString, saveDir);
-        QFETCH(bool, noFfmpeg);
+        QFETCH(QByteArray, ffmpeg);
         QFETCH(QString, resMsg);
         const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
-        QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/plain", "x"));
-        QString file = input == "<media>" ? m_sMedia : dir + "/input.mp4";
-        if (input != "<media>" && input != "<none>")
+        QVERIFY(QDir().mkpath(dir + "/in.dir") && WriteFile(dir + "/plain", "x"));
+        QString file = input == "<media>" ? m_sMedia : input == "<dir>" ? dir + "/in.dir" : dir + "/input.mp4";
+        if (input == "<fifo>")
+            QCOMPARE(mkfifo(QFile::encodeName(file).constData(), 0600), 0);
+        else if (!input.startsWith('<'))
             QVERIFY(WriteFile(file, input.toUtf8()));
         const QByteArray path = qgetenv("PATH");
-        if (noFfmpeg) {
-            PubUtils::SetAppDir(dir); // no ffmpeg beside the application, nor on the PATH
-            qputenv("PATH", dir.toUtf8());
+        if (!ffmpeg.isEmpty()) {
+            PubUtils::SetAppDir(dir);
+            if (ffmpeg == "-")
+                qputenv("PATH", dir.toUtf8()); // no ffmpeg beside the application, nor on the PATH
+            else
+                QVERIFY(WriteFile(dir + "/ffmpeg", ffmpeg, QFile::ReadOwner | QFile::ExeOwner));
         }
         const QVariantMap res = Run(Params(file, saveDir.isEmpty() ? QString() : dir + "/" + saveDir));
         qputenv("PATH", path);
         PubUtils::SetAppDir(QString());
         QCOMPARE(res.value("resMsg").toString(), resMsg);
         QVERIFY2(QDir(dir + "/out").isEmpty(), "a failed run leaves no result folder behind");
+    }
+
+    void allCutsFailingIsNoSuccess()
+    {
+        const QString dir = m_tmp.filePath("cutfail");
+        QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/ffmpeg", kCutFails, QFile::ReadOwner | QFile::ExeOwner));
+        PubUtils::SetAppDir(dir);
+        const QVariantMap res = Run(Params(m_sMedia, dir + "/out"));
+        PubUtils::SetAppDir(QString());
+        QCOMPARE(res, (QVariantMap{{"resMsg", "cut_failed"}, {"nFindNum", 0}}));
     }
 
     void saveFolderFallsBackToZorun()
@@ -218,6 +271,39 @@ private Q_SLOTS:
         QCOMPARE(lines.size(), 1);
         const QString used = lines.first().section(" use dir ", -1);
         QCOMPARE(ReadText(used + "/talk.csv").count('\n'), 4);
+    }
+
+    // A stop at the first cut ends the run there: no further cut and no merge. The
+    // host joins from inside its callback, which must neither hang nor end the thread.
+    void stopAndRudeHost()
+    {
+        const QString saveDir = m_tmp.filePath("stopped"), folder = saveDir + "/talk";
+        WorkBaseData::CData::GetInstance()->Init(&RudeHost, QVariantMap());
+        g_pRunning = m_pLib->CreateWork(5);
+        g_pRunning->SetParams(Params(m_sMedia, saveDir, true));
+        g_pRunning->StartWork();
+        g_pRunning->JoinWork(120000);
+        const QVariantMap res = static_cast<CDetVoiceWork*>(g_pRunning)->Result();
+        m_pLib->ReleaseWork(g_pRunning);
+        TestHost::Install({{"appData", m_tmp.path()}});
+        QCOMPARE(g_nFinished, 1);
+        QVERIFY(g_bJoinedInside);
+        QCOMPARE(res, (QVariantMap{{"resMsg", "task_stopped"}, {"nFindNum", 1}}));
+        QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList({"000000-0.mp4", "talk.csv"}));
+    }
+
+    // Released mid-run: the library stops the work and waits for it instead of aborting.
+    void releaseWhileRunning()
+    {
+        TestHost::Clear();
+        CDetWork* work = m_pLib->CreateWork(5);
+        work->SetParams(Params(m_sMedia, m_tmp.filePath("released")));
+        work->StartWork();
+        QTRY_VERIFY(!TestHost::LogsWith("exec -y -ss").isEmpty());
+        QVERIFY(m_pLib->ReleaseWork(work));
+        QCOMPARE(TestHost::LogsWith("CDetVoiceWork::ReleaseWork Warn>> released while running: stopping and waiting").size(), 1);
+        QCOMPARE(TestHost::Count(WorkLibRs_Finished), 1);
+        QCOMPARE(TestHost::Of(WorkLibRs_Finished).first().toMap()["res_data"].toMap()["resMsg"].toString(), "task_stopped");
     }
 };
 
