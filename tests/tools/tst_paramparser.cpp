@@ -20,6 +20,8 @@ private Q_SLOTS:
         QTest::newRow("integer refuses fraction") << "nDuration=9.5" << QVariant();
         QTest::newRow("double") << "dMinSec=1.5" << QVariant(1.5);
         QTest::newRow("double refuses text") << "dMinSec=abc" << QVariant();
+        QTest::newRow("double refuses nan") << "dMinSec=nan" << QVariant();
+        QTest::newRow("double refuses inf") << "dMinSec=-inf" << QVariant();
         QTest::newRow("bool") << "bMergeVideo=0" << QVariant(false);
         QTest::newRow("bool refuses maybe") << "bMergeVideo=maybe" << QVariant();
         QTest::newRow("nested map") << "mapArgs={\"inFile\":\"x\"}" << QVariant(QVariantMap{{"inFile", "x"}});

@@ -9,6 +9,7 @@
 #include <QtTest>
 
 #include <csignal>
+#include <sys/stat.h>
 
 namespace {
 
@@ -67,6 +68,8 @@ private Q_SLOTS:
         QTest::newRow("mistyped parameter") << QStringList{"run", "5", "--param", "nDecibel=loud"};
         QTest::newRow("type without work") << QStringList{"run", "3"};
         QTest::newRow("voice without save dir") << QStringList{"voice", "x.mp4"};
+        QTest::newRow("voice with nan") << QStringList{"voice", "x.mp4", "--save-dir", "d", "--min-sec", "nan"};
+        QTest::newRow("list of an unknown model") << QStringList{"list", "--store", ".", "--model", "Face"};
     }
 
     void usageErrors()
@@ -77,19 +80,31 @@ private Q_SLOTS:
         QVERIFY2(r.out.isEmpty(), "nothing on stdout when no work ran");
     }
 
+    void failedWorkExitsNonZero_data()
+    {
+        QTest::addColumn<QStringList>("args");
+        QTest::newRow("missing") << QStringList{"run", "5", "--param", "sFile=" + m_tmp.filePath("missing.mp4"), "--param",
+                                                "sSaveDir=" + m_tmp.path()};
+        // A FIFO is refused at once: no ffprobe left waiting on it.
+        QTest::newRow("fifo") << QStringList{"voice", m_tmp.filePath("fifo"), "--save-dir", m_tmp.path()};
+    }
     void failedWorkExitsNonZero()
     {
-        const Result r = Zrwork({"run", "5", "--param", "sFile=" + m_tmp.filePath("missing.mp4"), "--param", "sSaveDir=" + m_tmp.path()});
+        QFETCH(QStringList, args);
+        QVERIFY(QFileInfo::exists(m_tmp.filePath("fifo")) || mkfifo(QFile::encodeName(m_tmp.filePath("fifo")).constData(), 0600) == 0);
+        const Result r = Zrwork(args);
         QCOMPARE(r.status, 1);
         QCOMPARE(r.Json().value("res_data").toMap().value("resMsg").toString(), QString("read_input_failed"));
         QCOMPARE(r.Json().value("nPos").toInt(), 100);
+        QVERIFY2(!r.err.contains("QProcess"), r.err.constData());
     }
 
     void voice()
     {
         const QString media = m_tmp.filePath("my talk.mp4");
         QVERIFY(MakeMedia(media, 8));
-        const Result r = Zrwork({"voice", media, "--save-dir", m_tmp.filePath("out"), "--min-sec", "0.5", "--verbose"});
+        const Result r = Zrwork({"voice", media, "--save-dir", m_tmp.filePath("out"), "--min-sec", "0.5", "--verbose",
+                                 "--merge", "--join"});
         QVERIFY2(r.status == 0, r.err.constData());
         const QVariantMap params = r.Json().value("user_data").toMap();
         QCOMPARE(params.value("nDuration").toInt(), 8); // from the media itself
@@ -97,7 +112,14 @@ private Q_SLOTS:
         QCOMPARE(r.Json().value("res_data").toMap().value("nFindNum").toInt(), 2);
         QVERIFY2(r.err.contains("progress 0/100\n"), "plain progress lines when stderr is not a terminal");
         QVERIFY2(r.err.contains("CProcessWork::StartTask Info exec -i "), "--verbose shows the library's log lines");
-        QVERIFY(QFileInfo::exists(m_tmp.filePath("out/my talk/my talk.csv")));
+        QVERIFY2(r.err.contains("zrwork: --merge produced no joined file"), r.err.constData());
+        // --join joins the two cut stretches of 2 s each, in the CSV's order.
+        const QString joined = m_tmp.filePath("out/my talk/joined-my talk.mp4");
+        QVERIFY2(r.err.contains("joined: " + joined.toUtf8()), r.err.constData());
+        QProcess probe;
+        probe.start("ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", joined});
+        QVERIFY(probe.waitForFinished());
+        QCOMPARE(qRound(probe.readAllStandardOutput().trimmed().toDouble()), 4);
     }
 
     void listsTheCatalogue()
@@ -119,22 +141,41 @@ private Q_SLOTS:
         QCOMPARE(row.value("sName").toString(), QString("clip"));
         QCOMPARE(row.value("nSize").toInt(), 7);
         QCOMPARE(Zrwork({"list", "--store", store}).Json(), (QVariantMap{{"total", 0}, {"rows", QVariantList()}}));
+
+        // A mistyped folder is an error and stays uncreated; a damaged catalogue says why.
+        const Result missing = Zrwork({"list", "--store", store + "x"});
+        QCOMPARE(missing.status, 1);
+        QCOMPARE(missing.err, "zrwork: there is no store folder " + (store + "x").toUtf8() + "\n");
+        QVERIFY(!QFileInfo::exists(store + "x"));
+        QVERIFY(QDir().mkpath(m_tmp.filePath("bad/zrModelData")));
+        QFile bad(m_tmp.filePath("bad/zrModelData/videofile.fdb"));
+        QVERIFY(bad.open(QIODevice::WriteOnly) && bad.write("garbage") == 7);
+        bad.close();
+        const Result damaged = Zrwork({"list", "--store", m_tmp.filePath("bad")});
+        QCOMPARE(damaged.status, 1);
+        QVERIFY2(damaged.err.contains("err file is not a database"), damaged.err.constData());
     }
 
+    // Ctrl-C in a terminal signals the whole foreground group: the running ffmpeg must
+    // live on, so no stretch is lost and none is cut after the stop.
     void interruptStopsTheWork()
     {
-        const QString media = m_tmp.filePath("long.mp4");
+        const QString media = m_tmp.filePath("long.mp4"), folder = m_tmp.filePath("long-out/long");
         QVERIFY(MakeMedia(media, 120));
         QProcess p;
-        p.start(m_sBin, {"voice", media, "--save-dir", m_tmp.filePath("long-out"), "--min-sec", "0.5"});
-        // Interrupt once the cutting has begun, so the work is between two steps.
-        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_tmp.filePath("long-out/long/long.csv")), 60000);
-        ::kill(static_cast<pid_t>(p.processId()), SIGINT);
+        p.start("setsid", {m_sBin, "voice", media, "--save-dir", m_tmp.filePath("long-out"), "--min-sec", "0.5"});
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(folder + "/000004-1.mp4"), 60000);
+        ::kill(-static_cast<pid_t>(p.processId()), SIGINT);
         QVERIFY2(p.waitForFinished(60000), "Ctrl-C must end the run after the current step");
         QCOMPARE(p.exitCode(), 1);
         const QVariantMap res = QJsonDocument::fromJson(p.readAllStandardOutput()).object().toVariantMap().value("res_data").toMap();
         QCOMPARE(res.value("resMsg").toString(), QString("task_stopped"));
-        QVERIFY2(res.value("nFindNum").toInt() < 30, "the stop came before all 30 stretches were cut");
+        const int found = res.value("nFindNum").toInt();
+        QVERIFY2(found >= 2 && found < 30, "the stop came while cutting");
+        const QStringList cut = QDir(folder).entryList({"*.mp4"}, QDir::Files, QDir::Time | QDir::Reversed);
+        QCOMPARE(cut.size(), found);
+        // Stretch k starts at 4k s (file times read hhmmss).
+        QCOMPARE(cut.last(), QTime(0, 0).addSecs((found - 1) * 4).toString("hhmmss") + QString("-%1.mp4").arg(found - 1));
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QMutex>
+#include <QRegExp>
 #include <QThread>
 
 #include <atomic>
@@ -20,6 +21,7 @@ std::atomic<bool> g_interrupted{false};
 std::atomic<bool> g_finished{false};
 QMutex g_lock;
 QVariantMap g_finishedMap;
+QStringList g_problems;
 int g_lastPercent = -1;
 
 bool StderrIsTerminal()
@@ -58,6 +60,10 @@ void ShowProgress(int pos, int max)
 CCliHost::CCliHost(bool verbose, const QString& appData)
 {
     g_verbose = verbose;
+    {
+        QMutexLocker locker(&g_lock);
+        g_problems.clear();
+    }
     QVariantMap info;
     info.insert(QStringLiteral("appData"), appData);
     m_pLib = CreateWorkLib(&CCliHost::Callback, info);
@@ -74,6 +80,8 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
     QMutexLocker locker(&g_lock);
     switch (kind) {
     case WorkLibRs_Log:
+        if (map.value(QStringLiteral("log")).toString().contains(QRegExp(QStringLiteral(" (Error>>>|Warn>>) "))))
+            g_problems.append(map.value(QStringLiteral("log")).toString());
         if (g_verbose) {
             std::fprintf(stderr, "%s%s\n", g_lastPercent >= 0 && StderrIsTerminal() ? "\n" : "",
                          map.value(QStringLiteral("log")).toString().toUtf8().constData());
@@ -87,6 +95,12 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
         g_finished = true;
         break;
     }
+}
+
+QStringList CCliHost::Problems()
+{
+    QMutexLocker locker(&g_lock);
+    return g_problems;
 }
 
 int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished)

@@ -5,6 +5,7 @@
 #include "CWorkLib.h"
 
 #include <QString>
+#include <QStringList>
 #include <QVariantMap>
 
 class CCliHost
@@ -21,6 +22,10 @@ public:
     // status: 0 when "resMsg" is empty, 1 when it names a failure, 2 when no work of
     // that type exists. *finished receives the finished map.
     int RunWork(int type, const QVariantMap& params, QVariantMap* finished);
+
+    // The library's warning and error lines since this host was made, to explain a
+    // failure that an operation reports only as false.
+    static QStringList Problems();
 
     // Work type names in type order, for listing.
     static QString TypeName(int type);

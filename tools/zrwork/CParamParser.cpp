@@ -4,6 +4,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <cmath>
+
 namespace {
 
 // The prefix is the run of lower-case letters before the first capital or digit.
@@ -55,8 +57,9 @@ bool CParamParser::TypeValue(const QString& key, const QVariant& raw, QVariant& 
     if (prefix == QLatin1String("d") || prefix == QLatin1String("f")) {
         bool ok = false;
         const double v = isText ? text.toDouble(&ok) : raw.toDouble(&ok);
-        if (!ok)
-            return Fail(error, QStringLiteral("%1 wants a number, got '%2'").arg(key, raw.toString()));
+        // nan and inf compare false with everything: a work would quietly do nothing.
+        if (!ok || !std::isfinite(v))
+            return Fail(error, QStringLiteral("%1 wants a finite number, got '%2'").arg(key, raw.toString()));
         typed = v;
         return true;
     }

@@ -59,24 +59,34 @@ QString AppData()
     return dir;
 }
 
-QString FindProbe()
+QString FindTool(const QString& name)
 {
-    const QString local = QCoreApplication::applicationDirPath() + QStringLiteral("/ffprobe");
+    const QString local = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
     if (QFileInfo(local).isExecutable())
         return local;
-    return QStandardPaths::findExecutable(QStringLiteral("ffprobe"));
+    return QStandardPaths::findExecutable(name);
+}
+
+QString FindProbe()
+{
+    return FindTool(QStringLiteral("ffprobe"));
 }
 
 qint64 MediaSeconds(const QString& file)
 {
     const QString probe = FindProbe();
-    if (probe.isEmpty())
+    if (probe.isEmpty() || !QFileInfo(file).isFile())
         return -1;
     QProcess p;
     p.start(probe, {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
                     QStringLiteral("format=duration"), QStringLiteral("-of"),
                     QStringLiteral("default=noprint_wrappers=1:nokey=1"), file});
-    if (!p.waitForFinished(60000) || p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
+    if (!p.waitForFinished(60000)) {
+        p.kill();
+        p.waitForFinished();
+        return -1;
+    }
+    if (p.exitStatus() != QProcess::NormalExit || p.exitCode() != 0)
         return -1;
     bool ok = false;
     const double seconds = QString::fromUtf8(p.readAllStandardOutput()).trimmed().toDouble(&ok);

@@ -18,9 +18,12 @@ void PrintUsage();
 void PrintJson(const QVariant& value);
 // The host's data folder, made if missing.
 QString AppData();
-// ffprobe beside the application, else on the PATH; empty when there is none.
+// The program beside the application, else on the PATH; empty when there is none.
+QString FindTool(const QString& name);
+// ffprobe, as FindTool finds it.
 QString FindProbe();
-// Whole seconds of the media, or -1 when it cannot be read.
+// Whole seconds of the media, or -1 when it cannot be read (or is no regular file:
+// a FIFO or device would keep ffprobe waiting).
 qint64 MediaSeconds(const QString& file);
 // Takes "--name value" out of args; false when the option is present without a value.
 bool TakeOption(QStringList& args, const QString& name, QString* value);

@@ -3,8 +3,10 @@
 #include "CCliHost.h"
 #include "CParamParser.h"
 #include "CliCommon.h"
+#include "CSegmentJoiner.h"
 
 #include <QCoreApplication>
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -56,32 +58,52 @@ int CmdVoice(QStringList args)
 {
     const bool verbose = TakeFlag(args, QStringLiteral("--verbose"));
     const bool merge = TakeFlag(args, QStringLiteral("--merge"));
+    const bool join = TakeFlag(args, QStringLiteral("--join"));
     QString saveDir, decibel = QStringLiteral("30"), minSec = QStringLiteral("1");
     if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir) || !TakeOption(args, QStringLiteral("--decibel"), &decibel)
         || !TakeOption(args, QStringLiteral("--min-sec"), &minSec))
         return Usage(QStringLiteral("an option is missing its value"));
     if (args.size() != 1 || saveDir.isEmpty())
         return Usage(QStringLiteral("voice needs one FILE and --save-dir DIR"));
-    bool okDb = false, okMin = false;
-    const int nDecibel = decibel.toInt(&okDb);
-    const double dMinSec = minSec.toDouble(&okMin);
-    if (!okDb || !okMin)
-        return Usage(QStringLiteral("--decibel wants an integer and --min-sec a number"));
+    QVariantMap typed;
+    QString error;
+    if (!CParamParser::ParseItem(QStringLiteral("nDecibel=") + decibel, typed, &error)
+        || !CParamParser::ParseItem(QStringLiteral("dMinSec=") + minSec, typed, &error))
+        return Usage(error);
 
     const QString file = QFileInfo(args.first()).absoluteFilePath();
     const qint64 seconds = MediaSeconds(file);
     if (seconds < 0)
         std::fprintf(stderr, "zrwork: cannot read the length of %s; going on with 0\n", file.toUtf8().constData());
 
-    QVariantMap params;
+    QVariantMap params = typed;
     params.insert(QStringLiteral("sFile"), file);
     params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
     params.insert(QStringLiteral("nDuration"), qMax<qint64>(seconds, 0));
-    params.insert(QStringLiteral("nDecibel"), nDecibel);
-    params.insert(QStringLiteral("dMinSec"), dMinSec);
     params.insert(QStringLiteral("bMergeVideo"), merge);
+    const qint64 startMs = QDateTime::currentMSecsSinceEpoch();
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 5, params);
+    const int status = RunAndPrint(host, 5, params);
+    if (status != 0 || (!merge && !join))
+        return status;
+
+    const QString folder = CSegmentJoiner::FindResultFolder(params.value(QStringLiteral("sSaveDir")).toString(), startMs);
+    const QString name = QFileInfo(folder).fileName();
+    if (merge && !QFileInfo::exists(folder + QStringLiteral("/azr-") + name + QStringLiteral(".mp4"))) {
+        std::fputs("zrwork: --merge produced no joined file: the library's merge list holds bare file names, which "
+                   "ffmpeg's concat reader refuses; --join joins the segments\n",
+                   stderr);
+    }
+    if (!join)
+        return status;
+    const QString joined = folder + QStringLiteral("/joined-") + name + QStringLiteral(".mp4");
+    const QString why = CSegmentJoiner::Join(CSegmentJoiner::SegmentFiles(folder), joined, FindTool(QStringLiteral("ffmpeg")));
+    if (!why.isEmpty()) {
+        std::fprintf(stderr, "zrwork: --join produced no file: %s\n", why.toUtf8().constData());
+        return 1;
+    }
+    std::fprintf(stderr, "joined: %s\n", joined.toUtf8().constData());
+    return 0;
 }
 
 int CmdList(QStringList args)
@@ -98,8 +120,22 @@ int CmdList(QStringList args)
     if (!okOffset || !okCount)
         return Usage(QStringLiteral("--offset and --count want integers"));
 
+    if (model != QLatin1String("face") && model != QLatin1String("move"))
+        return Usage(QStringLiteral("unknown model name %1 (face or move)").arg(model));
+    // Listing must not write: a mistyped folder would otherwise become a new store.
+    const QFileInfo storeDir(store);
+    if (!storeDir.isDir()) {
+        std::fprintf(stderr, "zrwork: there is no store folder %s\n", storeDir.absoluteFilePath().toUtf8().constData());
+        return 1;
+    }
+    if (!QFileInfo(storeDir.absoluteFilePath() + QStringLiteral("/zrModelData/videofile.fdb")).isFile()) {
+        std::fprintf(stderr, "zrwork: %s holds no catalogue (zrModelData/videofile.fdb)\n",
+                     storeDir.absoluteFilePath().toUtf8().constData());
+        return 1;
+    }
+
     CCliHost host(false, AppData());
-    host.Lib()->InitModelStore(QFileInfo(store).absoluteFilePath());
+    host.Lib()->InitModelStore(storeDir.absoluteFilePath());
     qint64 total = 0;
     QVariantList rows;
     const bool ok = host.Lib()->ListVideoFiles(model, nOffset, nCount, &total, [&rows](const QVariantMap& row) {
@@ -109,10 +145,14 @@ int CmdList(QStringList args)
     QVariantMap out;
     out.insert(QStringLiteral("total"), total);
     out.insert(QStringLiteral("rows"), rows);
+    if (!ok) {
+        std::fputs("zrwork: the catalogue could not be read\n", stderr);
+        for (const QString& line : CCliHost::Problems())
+            std::fprintf(stderr, "  %s\n", line.toUtf8().constData());
+        return 1;
+    }
     PrintJson(out);
-    if (!ok)
-        std::fprintf(stderr, "zrwork: the catalogue could not be read\n");
-    return ok ? 0 : 1;
+    return 0;
 }
 
 } // namespace
