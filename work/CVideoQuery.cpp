@@ -30,9 +30,11 @@ int CVideoQuery::Answer(const QVariantMap& args, std::function<bool(const QVaria
         release();
         return -1;
     }
+    // Files only: the FFmpeg backend, so no camera or pipeline backend is tried (and
+    // none of their start-up leaks reach the host).
     cv::VideoCapture capture;
     cv::Mat frame;
-    const bool got = !file.isEmpty() && capture.open(file.toLocal8Bit().toStdString())
+    const bool got = !file.isEmpty() && capture.open(file.toLocal8Bit().toStdString(), cv::CAP_FFMPEG)
                      && capture.grab() && capture.retrieve(frame) && !frame.empty();
     if (!got) {
         release();

@@ -1,5 +1,5 @@
-// libFuzzer harness for the silence report parser. An odd first byte maps the low bytes to
-// report fragments, so plausible lines are reached quickly.
+// libFuzzer harness for the silence report parser and the decoded-length reader. An odd
+// first byte maps the low bytes to report fragments, so plausible lines are reached quickly.
 #include "work/FFmpegOps.h"
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     static const char* const pieces[] = {"[silencedetect @ 0x5] ", "silence_start", "silence_end", ": ", "\n",
-                                         "\r", " | silence_duration: ", "-", ".", "0", "1", "5", "SILENCE_END"};
+                                         "\r", " | silence_duration: ", "-", ".", "0", "1", "5", "SILENCE_END", "time=", ":"};
     constexpr size_t count = sizeof pieces / sizeof pieces[0];
     QString report;
     for (size_t i = 1; i < size; ++i)
@@ -18,5 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (!(start >= 0 && end > start))
             std::abort();
     }
+    const double decoded = FFmpegOps::ParseDecodedSeconds(report);
+    if (!(decoded == -1 || decoded >= 0))
+        std::abort();
     return 0;
 }
