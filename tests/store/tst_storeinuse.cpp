@@ -141,8 +141,8 @@ private Q_SLOTS:
     }
 
     // Eight works fill their model files row by row while three threads race to create the same
-    // catalogue rows, each updating its share of them, and eight more race to create the table
-    // of one fresh model: the losers read before the winner wrote, and SQLite refuses their
+    // catalogue rows, each updating its share of them, and eight more per fresh model race to
+    // create its table: the losers read before the winner wrote, and SQLite refuses their
     // write at once, busy handler or not. No lock failure may reach a caller.
     void manyWritersAtOnce()
     {
@@ -183,17 +183,13 @@ private Q_SLOTS:
         }
         TestHost::Clear();
         QVERIFY(RunTogether(jobs));
+        fresh.removeDuplicates();
 
         QVERIFY2(m_failures.isEmpty(), qPrintable(m_failures.mid(0, 5).join('\n')));
         QCOMPARE(StoreLines(), QStringList());
-        for (const QString& mode : qAsConst(modes)) {
-            qint64 count = 0, maxKey = 0;
-            QCOMPARE(m_store->OpenModelTable(mode, 2), 0);
-            QCOMPARE(m_store->GetDataCount(mode, 2, count), 0);
-            QCOMPARE(m_store->GetDataMaxKey(mode, 2, maxKey), 0);
-            QCOMPARE(QList<qint64>({count, maxKey}), QList<qint64>({kRows, kRows - 1}));
-            QCOMPARE(m_store->CloseModelTable(mode), 0);
-        }
+        for (const QString& mode : qAsConst(modes))
+            QCOMPARE(Query(mode, "SELECT COUNT(*) || ',' || MAX(id) FROM tb_data_2"),
+                     QStringList{QStringLiteral("%1,%2").arg(kRows).arg(kRows - 1)});
         QCOMPARE(m_store->GetVideoFileCount(1, after), 0);
         QCOMPARE(after - before, qint64(kFiles));
         QCOMPARE(Query(m_store->CataloguePath(), "SELECT COUNT(*) || ',' || SUM(mcount) FROM tb_VideoFile_1 "
