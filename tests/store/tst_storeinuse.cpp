@@ -78,19 +78,21 @@ private Q_SLOTS:
         t.commit();
     }
 
-    void rowMapHasThirteenTypedKeys()
+    // The visitor's false stops the listing after one row (of twenty wanted), which is no failure.
+    void rowMapThenVisitorStops()
     {
         QStringList got;
-        QVERIFY(m_lib->ListVideoFiles("face", 2, 1, nullptr, [&](const QVariantMap& row) {
+        QVERIFY(m_lib->ListVideoFiles("face", 2, 20, nullptr, [&](const QVariantMap& row) {
             for (auto it = row.begin(); it != row.end(); ++it)
                 got << it.key() + ' ' + it.value().typeName() + ' ' + it.value().toString();
-            return true;
+            return false;
         }));
         QCOMPARE(got, (QStringList{"enState bool true", "nCTime qlonglong 1700000002", "nDuration qlonglong 3600002",
                                    "nHeight qlonglong 1080", "nMCount qlonglong 4", "nSize qlonglong 5000000002",
                                    "nWidth qlonglong 1920", "sMd5 QString K1_02", "sModel QString /m/2.fdb",
                                    "sName QString 2", "sNick QString nick2", "sPath QString /v/2.mp4",
                                    "sjsExt QString {\"i\":2}"}));
+        QVERIFY(m_lib->ListVideoFiles("face", 0, 20, nullptr, nullptr));
     }
 
     void listRows_data()
@@ -129,15 +131,6 @@ private Q_SLOTS:
         QCOMPARE(keys, expected);
         QCOMPARE(total, qint64(type == 1 ? kFaceRows : type == 2 ? kMoveRows : 0));
         QCOMPARE(ok, type != 0);
-    }
-
-    void visitorStopsEarly()
-    {
-        int calls = 0;
-        const auto stop = [&](const QVariantMap&) { return ++calls > 1; };
-        QVERIFY2(m_lib->ListVideoFiles("face", 0, 20, nullptr, stop), "stopping early is not a failure");
-        QCOMPARE(calls, 1);
-        QVERIFY(m_lib->ListVideoFiles("face", 0, 20, nullptr, nullptr));
     }
 
     // Eight works fill their model files row by row while three threads race to create the same
