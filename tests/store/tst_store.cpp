@@ -71,6 +71,8 @@ private Q_SLOTS:
         row("open empty mode", [=] { return s->OpenModelTable("", 2); }, -1, "OpenModelTable", "mode is null");
         row("insert, mode not open", [=] { return s->InsertDataMove(closed, {}); }, -1, "InsertDataMove",
             "mode " + closed + " not exist");
+        row("count, mode not open", [=] { qint64 n; return s->GetDataCount(closed, 2, n); }, -1, "GetDataCount",
+            "mode " + closed + " not exist");
         row("count, no such table", [=] { qint64 n; return s->GetDataCount(open, 1, n); }, -2, "GetDataCount",
             "dbtype 1 not exist");
         row("same frame twice", [=] { s->InsertDataMove(open, {}); return s->InsertDataMove(open, {}); }, -1,

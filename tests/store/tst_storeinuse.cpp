@@ -170,7 +170,7 @@ private Q_SLOTS:
             });
         }
         QStringList fresh;
-        for (int w = 0; w < 32; ++w) {
+        for (int w = 0; w < 48; ++w) {
             fresh << m_dir.filePath(QStringLiteral("1_SHARED%1.fdb").arg(w / 8));
             jobs.push_back([=, mode = fresh.last()] { check(m_store->OpenModelTable(mode, 1), "open " + mode); });
         }
