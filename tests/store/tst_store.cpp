@@ -1,5 +1,5 @@
 // The store is one object per process, so the functions run in order: the status table
-// (refusals, failed inits, then the init that works), a catalogue that fills up, model files.
+// (refusals, failed inits, then the init that works), the catalogue, model files.
 
 #include "StoreTestUtil.h"
 #include "store/CDBStore.h"
@@ -8,7 +8,6 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -18,11 +17,6 @@
 using namespace StoreTest;
 using Call = std::function<int()>;
 Q_DECLARE_METATYPE(Call)
-
-static QString Md5Hex(const QByteArray& bytes)
-{
-    return QString::fromLatin1(QCryptographicHash::hash(bytes, QCryptographicHash::Md5).toHex().toUpper());
-}
 
 class TstStore : public QObject
 {
@@ -42,17 +36,15 @@ private:
     QString freshMode() { return m_dir.filePath(QStringLiteral("2_MODEL%1.fdb").arg(++m_nFile)); }
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        QVERIFY(m_dir.isValid());
-        TestHost::Install();
-    }
+    void initTestCase() { TestHost::Install(); }
 
+    // The store's one log line per refusal. An SQL failure is matched up to the statement
+    // text: the reason that follows is SQLite's wording, which a Qt update may change.
     void statusAndLog_data()
     {
         QTest::addColumn<Call>("call");
         QTest::addColumn<int>("status");
-        QTest::addColumn<QString>("log"); // the store's one line; none when empty
+        QTest::addColumn<QString>("log"); // none when empty
         CDBStore* s = m_store;
         const QString file = uniqueFile(), folder = m_dir.path(), closed = freshMode(), open = freshMode();
         const QString garbage = m_dir.filePath("garbage");
@@ -63,66 +55,46 @@ private Q_SLOTS:
         keyed.key = "K";
         keyed.endbtype = 1;
         const auto row = [](const char* name, const Call& call, int status, const char* func, const QString& text) {
-            QTest::newRow(name) << call << status
-                                << (text.isNull() ? QString() : "CDBStore::" + (func + (" Error>>> " + text)));
+            QTest::newRow(name) << call << status << (*func ? "CDBStore::" + (func + (" Error>>> " + text)) : text);
         };
         const auto init = [s](QString dir) -> Call { return [=] { return s->InitDBTable({{"saveDir", dir}}); }; };
         const auto get = [s](const QString& path, int type) -> Call {
             return [=] { VideoFileRecord r; return s->GetVideoFile(path, r, true, type); };
         };
-        const auto list = [s](int type) -> Call {
-            return [=] { QList<VideoFileRecord> l; return s->GetVideoFileList(l, type, 0, 3); };
-        };
-        const auto update = [s](const VideoFileRecord& r, const QVariantMap& fields) -> Call {
-            return [=] { return s->UpdateVideoFile(r, fields); };
-        };
-        // The driver's own words follow the database's in an error text.
-        const QString exec = " Unable to execute statement", unopened = "sql failed query  err unable to open "
-                                                                         "database file Error opening database";
-        const QString notOpen = "mode " + closed + " not exist", noTable = " err no such table: tb_VideoFile_3" + exec;
+        const QString sql = "sql failed query ";
 
         row("get before init", get(file, 1), -1, "GetVideoFile", "db not init");
-        row("list before init", list(1), -1, "GetVideoFileList", "db not init");
         row("init, empty saveDir", init(""), -1, "InitDBTable", "no save dir");
         // Tests run as root, which ignores file modes: unusable folders are made of things that are no folders.
         row("init under a file", init(file + "/db"), -2, "InitDBTable", "make dir failed " + file + "/db");
-        row("init in /proc", init("/proc"), -3, "InitDBTable", unopened);
-        row("init on garbage", init(garbage), -3, "InitDBTable",
-            "sql failed query create table tb_VideoFile_1 (key varchar primary key,path varchar not null,name varchar "
-            "not null,ctime bigint not null,mtime bigint not null,size bigint not null,width bigint,height bigint,"
-            "duration bigint,ver bigint not null,endbtype bigint not null,model varchar,enstate bigint not null,"
-            "mcount bigint not null,nick varchar,jsext varchar) err file is not a database" + exec);
+        row("init on garbage", init(garbage), -3, "InitDBTable", sql + "create table tb_VideoFile_1 (");
         row("open empty mode", [=] { return s->OpenModelTable("", 2); }, -1, "OpenModelTable", "mode is null");
+        row("insert, mode not open", [=] { return s->InsertDataMove(closed, {}); }, -1, "InsertDataMove",
+            "mode " + closed + " not exist");
         row("count, mode not open", [=] { qint64 n; return s->GetDataCount(closed, 2, n); }, -1, "GetDataCount",
-            notOpen);
-        row("insert move, mode not open", [=] { return s->InsertDataMove(closed, {}); }, -1, "InsertDataMove", notOpen);
+            "mode " + closed + " not exist");
         row("count, no such table", [=] { qint64 n; return s->GetDataCount(open, 1, n); }, -2, "GetDataCount",
             "dbtype 1 not exist");
         row("same frame twice", [=] { s->InsertDataMove(open, {}); return s->InsertDataMove(open, {}); }, -1,
-            "InsertDataMove", "sql failed query INSERT INTO tb_data_2 (id, time, diff, psnr) VALUES (?,?,?,?) err "
-                              "UNIQUE constraint failed: tb_data_2.id Unable to fetch row");
-        // The type-3 text is kept as it is: SQLite refuses it over the unquoted column "group".
+            "InsertDataMove", sql + "INSERT INTO tb_data_2 (id, time, diff, psnr) VALUES (?,?,?,?) err ");
+        // The type-3 statement is kept as it is: SQLite refuses it over the unquoted column "group".
         row("open type 3", [=] { return s->OpenModelTable(closed, 3); }, -1, "OpenModelTable",
-            "sql failed query create table tb_data_3 (id INTEGER PRIMARY KEY AUTOINCREMENT,name varchar not null "
-            "unique,image varchar not null,nick varchar not null,group varchar not null,ctime bigint not null,mtime "
-            "bigint not null,jsext varchar,markdata blobver int not null) err near \"group\": syntax error" + exec);
-        row("open in a missing folder", [=] { return s->OpenModelTable(folder + "/no/2_X.fdb", 2); }, -1,
-            "OpenModelTable", unopened);
+            sql + "create table tb_data_3 (");
 
         const QString dir = m_dir.filePath("a/zrModelData");
-        QTest::newRow("init") << init(dir + "/../zrModelData") << 0
-                              << "CDBStore::InitDBTable Info init db ok " + dir + "/videofile.fdb";
-        row("update, no fields", update(keyed, {}), -2, "UpdateVideoFile", "parame invalid");
-        row("update, unknown column", update(keyed, {{"nosuch", 1}, {"mcount", 2}}), -3, "UpdateVideoFile",
-            "sql failed query UPDATE tb_VideoFile_1 SET mcount=?,nosuch=? WHERE key=? err no such column: nosuch" +
-                exec);
-        row("missing file", get(folder + "/none.mp4", 1), -2, "", QString());
+        row("init", init(dir + "/../zrModelData"), 0, "", "CDBStore::InitDBTable Info init db ok " + dir +
+            "/videofile.fdb");
+        row("update, no fields", [=] { return s->UpdateVideoFile(keyed, {}); }, -2, "UpdateVideoFile",
+            "parame invalid");
+        row("update, unknown column", [=] { return s->UpdateVideoFile(keyed, {{"nosuch", 1}, {"mcount", 2}}); }, -3,
+            "UpdateVideoFile", sql + "UPDATE tb_VideoFile_1 SET mcount=?,nosuch=? WHERE key=? err ");
+        row("missing file", get(folder + "/none.mp4", 1), -2, "", "");
         row("folder for a file", get(folder, 1), -4, "GetVideoFile", "read file failed " + folder);
         row("get, unknown type", get(file, 3), -3, "GetVideoFile",
-            "sql failed query SELECT * FROM tb_VideoFile_3 where key = ?" + noTable);
+            sql + "SELECT * FROM tb_VideoFile_3 where key = ? err ");
         // Page 0 of size 3 reads the first page of ten.
-        row("list, unknown type", list(3), -2, "GetVideoFileList",
-            "sql failed query SELECT * FROM tb_VideoFile_3 limit 0,10" + noTable);
+        row("list, unknown type", [=] { QList<VideoFileRecord> l; return s->GetVideoFileList(l, 3, 0, 3); }, -2,
+            "GetVideoFileList", sql + "SELECT * FROM tb_VideoFile_3 limit 0,10 err ");
     }
 
     void statusAndLog()
@@ -131,15 +103,18 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QString, log);
         TestHost::Clear();
-        if (log.contains("unable to open"))
-            QTest::ignoreMessage(QtCriticalMsg, QRegularExpression("unable to open database file"));
         QCOMPARE(call(), status);
-        QCOMPARE(StoreLines(), log.isEmpty() ? QStringList() : QStringList{log});
+        const QStringList lines = StoreLines();
+        QCOMPARE(lines.size(), log.isEmpty() ? 0 : 1);
+        if (!lines.isEmpty()) {
+            QCOMPARE(lines[0].left(log.size()), log);
+            QVERIFY2((lines[0].size() > log.size()) == log.contains(" sql failed query "), qPrintable(lines[0]));
+        }
     }
 
     void lookupCreateUpdate()
     {
-        const QString dir = m_dir.filePath("a/zrModelData"), file = uniqueFile();
+        const QString dir = m_dir.filePath("a/zrModelData"), file = uniqueFile(), copy = m_dir.filePath("copy.avi");
         QCOMPARE(m_store->InitDBTable({{"saveDir", m_dir.filePath("other")}}), 0);
         QCOMPARE(m_store->Params().value("saveDir"), dir);
         QVERIFY2(!QFileInfo::exists(m_dir.filePath("other")), "a second init touches nothing");
@@ -149,14 +124,15 @@ private Q_SLOTS:
         QFile f(file);
         QVERIFY(f.open(QIODevice::ReadWrite) && f.setFileTime(old, QFileDevice::FileModificationTime));
         f.close();
-        VideoFileRecord record;
+        VideoFileRecord record, again;
         QCOMPARE(m_store->GetVideoFile(file, record, false, 1), 0);
         QVERIFY2(record.key.isEmpty(), "not found, not created");
         QCOMPARE(m_store->GetVideoFile(file, record, true, 1), 0);
         const QFileInfo info(file);
         const QDateTime created = info.birthTime().isValid() ? info.birthTime() : info.lastModified();
         const QString month = created.toString("yyyy-MM");
-        QCOMPARE(record.key, Md5Hex(QStringLiteral("content %1").arg(m_nFile).toUtf8()));
+        QCOMPARE(record.key, QString(QCryptographicHash::hash("content " + QByteArray::number(m_nFile),
+                                                              QCryptographicHash::Md5).toHex().toUpper()));
         QCOMPARE(QStringList({record.path, record.name}), QStringList({file, QStringLiteral("clip%1").arg(m_nFile)}));
         QCOMPARE(QList<qint64>({record.size, record.mtime, record.ctime}),
                  QList<qint64>({info.size(), old.toSecsSinceEpoch(), created.toSecsSinceEpoch()}));
@@ -165,45 +141,22 @@ private Q_SLOTS:
         if (info.birthTime().isValid())
             QVERIFY2(month != "2019-03", "the month comes from the creation time");
 
+        // A renamed copy has the same content, so it is the same row.
         QCOMPARE(m_store->UpdateVideoFile(record, {{"nick", "beach"}, {"mcount", 17}}), 0);
-        VideoFileRecord again;
-        QCOMPARE(m_store->GetVideoFile(file, again, false, 1), 0);
-        QCOMPARE(QStringList({again.key, again.model, again.nick}), QStringList({record.key, record.model, "beach"}));
+        QVERIFY(QFile::copy(file, copy));
+        QCOMPARE(m_store->GetVideoFile(copy, again, true, 1), 0);
+        QCOMPARE(QStringList({again.path, again.model, again.nick}), QStringList({file, record.model, "beach"}));
         QCOMPARE(QList<qint64>({again.ctime, again.mcount}), QList<qint64>({record.ctime, 17}));
-    }
-
-    void sameContentIsOneRow()
-    {
-        const QString first = uniqueFile(), copy = m_dir.filePath("renamed.avi");
-        QVERIFY(QFile::copy(first, copy));
-        VideoFileRecord a, b;
         qint64 count = 0;
-        QCOMPARE(m_store->GetVideoFile(first, a, true, 2), 0);
-        QCOMPARE(m_store->GetVideoFile(copy, b, true, 2), 0);
-        QCOMPARE(b.path, first);
-        QCOMPARE(m_store->GetVideoFileCount(2, count), 0);
+        QCOMPARE(m_store->GetVideoFileCount(1, count), 0);
         QCOMPARE(count, qint64(1));
-    }
-
-    void largeFileKeyIsMd5OfSixSamples()
-    {
-        const int block = 524288, size = 5242880 + 12345;
-        QByteArray content(size, Qt::Uninitialized), samples;
-        QRandomGenerator(7).fillRange(reinterpret_cast<quint32*>(content.data()), size / 4);
-        for (int i = 0; i < 5; ++i)
-            samples += content.mid(i * (size / 5), block);
-        samples += content.right(block);
-        VideoFileRecord record;
-        QVERIFY(WriteFile(m_dir.filePath("large.mp4"), content));
-        QCOMPARE(m_store->GetVideoFile(m_dir.filePath("large.mp4"), record, true, 1), 0);
-        QCOMPARE(record.key, Md5Hex(samples));
     }
 
     void faceRowsRoundTrip()
     {
         const QString mode = freshMode();
         QCOMPARE(m_store->OpenModelTable(mode, 1), 0);
-        QList<FaceDataRow> written;
+        QList<FaceDataRow> written, read{FaceDataRow()};
         for (int marks : {0, 1, 3, 0}) {
             FaceDataRow row;
             row.id = written.size() * 5;
@@ -214,14 +167,11 @@ private Q_SLOTS:
             QCOMPARE(m_store->InsertDataFace(mode, row), 0);
             written.append(row);
         }
-        QList<FaceDataRow> read{FaceDataRow()};
         QCOMPARE(m_store->GetDataFace(mode, read, -50, 10), 0);
         QCOMPARE(read.size(), 1 + 3); // appended to what the list held; frames 0, 5, 10
-        for (int i = 0; i < 3; ++i) {
-            QCOMPARE(read[i + 1].id, written[i].id);
-            QCOMPARE(read[i + 1].time, written[i].time);
-            QVERIFY2(read[i + 1].marks == written[i].marks, qPrintable(QStringLiteral("marks of row %1").arg(i)));
-        }
+        for (int i = 0; i < 3; ++i)
+            QVERIFY2(read[i + 1].id == written[i].id && read[i + 1].time == written[i].time &&
+                         read[i + 1].marks == written[i].marks, qPrintable(QStringLiteral("row %1").arg(i)));
         // A frame without faces is marksize 0 and an empty blob, not NULL.
         QCOMPARE(Query(mode, "SELECT marksize || ',' || typeof(markdata) || ',' || length(markdata) FROM tb_data_1"),
                  (QStringList{"0,blob,0", "1,blob,576", "3,blob,1728", "0,blob,0"}));

@@ -78,19 +78,21 @@ private Q_SLOTS:
         t.commit();
     }
 
-    void rowMapHasThirteenTypedKeys()
+    // The visitor's false stops the listing after one row (of twenty wanted), which is no failure.
+    void rowMapThenVisitorStops()
     {
         QStringList got;
-        QVERIFY(m_lib->ListVideoFiles("face", 2, 1, nullptr, [&](const QVariantMap& row) {
+        QVERIFY(m_lib->ListVideoFiles("face", 2, 20, nullptr, [&](const QVariantMap& row) {
             for (auto it = row.begin(); it != row.end(); ++it)
                 got << it.key() + ' ' + it.value().typeName() + ' ' + it.value().toString();
-            return true;
+            return false;
         }));
         QCOMPARE(got, (QStringList{"enState bool true", "nCTime qlonglong 1700000002", "nDuration qlonglong 3600002",
                                    "nHeight qlonglong 1080", "nMCount qlonglong 4", "nSize qlonglong 5000000002",
                                    "nWidth qlonglong 1920", "sMd5 QString K1_02", "sModel QString /m/2.fdb",
                                    "sName QString 2", "sNick QString nick2", "sPath QString /v/2.mp4",
                                    "sjsExt QString {\"i\":2}"}));
+        QVERIFY(m_lib->ListVideoFiles("face", 0, 20, nullptr, nullptr));
     }
 
     void listRows_data()
@@ -100,7 +102,6 @@ private Q_SLOTS:
         QTest::addColumn<qint64>("count");
         QTest::addColumn<int>("from");
         QTest::addColumn<int>("rows");
-        QTest::newRow("first three") << "face" << qint64(0) << qint64(3) << 0 << 3;
         QTest::newRow("over a page end") << "face" << qint64(8) << qint64(5) << 8 << 5;
         QTest::newRow("count above ten") << "face" << qint64(12) << qint64(11) << 12 << 11;
         QTest::newRow("negative offset") << "face" << qint64(-4) << qint64(2) << 0 << 2;
@@ -122,7 +123,6 @@ private Q_SLOTS:
         QStringList keys, expected;
         for (int i = from; i < from + rows; ++i)
             expected << Key(type, i);
-        TestHost::Clear();
         qint64 total = -1;
         const bool ok = m_lib->ListVideoFiles(model, offset, count, &total, [&](const QVariantMap& row) {
             keys << row.value("sMd5").toString();
@@ -131,26 +131,15 @@ private Q_SLOTS:
         QCOMPARE(keys, expected);
         QCOMPARE(total, qint64(type == 1 ? kFaceRows : type == 2 ? kMoveRows : 0));
         QCOMPARE(ok, type != 0);
-        const QString noTable = " err no such table: tb_VideoFile_0 Unable to execute statement";
-        QCOMPARE(StoreLines(), (type != 0 ? QStringList() : QStringList{
-            "CDBStore::GetVideoFileCount Error>>> sql failed query SELECT COUNT(*) FROM tb_VideoFile_0" + noTable,
-            "CDBStore::GetVideoFileList Error>>> sql failed query SELECT * FROM tb_VideoFile_0 limit 0,10" + noTable}));
-    }
-
-    void visitorStopsEarly()
-    {
-        int calls = 0;
-        const auto stop = [&](const QVariantMap&) { return ++calls > 1; };
-        QVERIFY2(m_lib->ListVideoFiles("face", 0, 20, nullptr, stop), "stopping early is not a failure");
-        QCOMPARE(calls, 1);
-        QVERIFY(m_lib->ListVideoFiles("face", 0, 20, nullptr, nullptr));
     }
 
     // Eight works fill their model files row by row while three threads race to create the same
-    // catalogue rows, each updating its share of them. No lock failure may reach a caller.
+    // catalogue rows, each updating its share of them, and eight more per fresh model race to
+    // create its table: the losers read before the winner wrote, and SQLite refuses their
+    // write at once, busy handler or not. No lock failure may reach a caller.
     void manyWritersAtOnce()
     {
-        const int kRows = 2000, kFiles = 40;
+        const int kRows = 200, kFiles = 12;
         qint64 before = 0, after = 0;
         QCOMPARE(m_store->GetVideoFileCount(1, before), 0);
         QStringList files, modes;
@@ -180,41 +169,27 @@ private Q_SLOTS:
                 check(m_store->CloseModelTable(mode), "close " + mode);
             });
         }
+        QStringList fresh;
+        for (int w = 0; w < 48; ++w) {
+            fresh << m_dir.filePath(QStringLiteral("1_SHARED%1.fdb").arg(w / 8));
+            jobs.push_back([=, mode = fresh.last()] { check(m_store->OpenModelTable(mode, 1), "open " + mode); });
+        }
         TestHost::Clear();
         QVERIFY(RunTogether(jobs));
+        fresh.removeDuplicates();
 
         QVERIFY2(m_failures.isEmpty(), qPrintable(m_failures.mid(0, 5).join('\n')));
         QCOMPARE(StoreLines(), QStringList());
-        for (const QString& mode : qAsConst(modes)) {
-            qint64 count = 0, maxKey = 0;
-            QCOMPARE(m_store->OpenModelTable(mode, 2), 0);
-            QCOMPARE(m_store->GetDataCount(mode, 2, count), 0);
-            QCOMPARE(m_store->GetDataMaxKey(mode, 2, maxKey), 0);
-            QCOMPARE(QList<qint64>({count, maxKey}), QList<qint64>({kRows, kRows - 1}));
-            QCOMPARE(m_store->CloseModelTable(mode), 0);
-        }
+        for (const QString& mode : qAsConst(modes))
+            QCOMPARE(Query(mode, "SELECT COUNT(*) || ',' || MAX(id) FROM tb_data_2"),
+                     QStringList{QStringLiteral("%1,%2").arg(kRows).arg(kRows - 1)});
         QCOMPARE(m_store->GetVideoFileCount(1, after), 0);
         QCOMPARE(after - before, qint64(kFiles));
         QCOMPARE(Query(m_store->CataloguePath(), "SELECT COUNT(*) || ',' || SUM(mcount) FROM tb_VideoFile_1 "
                                                  "WHERE nick = 'raced'"),
-                 QStringList{"40,820"});
-        for (const QString& file : modes + QStringList{m_store->CataloguePath()})
+                 QStringList{"12,78"});
+        for (const QString& file : modes + fresh + QStringList{m_store->CataloguePath()})
             QCOMPARE(Query(file, "PRAGMA integrity_check"), QStringList{"ok"});
-    }
-
-    // Works that all find one fresh file without its table race to create it: the losers read
-    // before the winner wrote, and SQLite refuses their write at once, busy handler or not.
-    void oneFreshModelOpenedByManyThreads()
-    {
-        TestHost::Clear();
-        for (int round = 0; round < 10; ++round) {
-            const QString mode = m_dir.filePath(QStringLiteral("1_SHARED%1.fdb").arg(round));
-            QVERIFY(RunTogether(std::vector<std::function<void()>>(
-                8, [=] { check(m_store->OpenModelTable(mode, 1), "open " + mode); })));
-            QCOMPARE(m_store->CloseModelTable(mode), 0);
-        }
-        QVERIFY2(m_failures.isEmpty(), qPrintable(m_failures.mid(0, 5).join('\n')));
-        QCOMPARE(StoreLines(), QStringList());
     }
 };
 
