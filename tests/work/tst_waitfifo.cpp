@@ -16,10 +16,8 @@ private Q_SLOTS:
     void popWaitsAndKeepsOrder()
     {
         CDataWaitFiFo<int> fifo("q", 1);
-        QElapsedTimer clock;
-        clock.start();
         QVERIFY(fifo.PopData(100) == nullptr);
-        QVERIFY2(clock.elapsed() >= 90, "an empty pop must wait out its timeout before giving up");
+        QCOMPARE(fifo.EmptyPopCount(), 1);
         int items[3] = {0, 1, 2};
         for (int& i : items)
             fifo.PushData(&i);
@@ -33,6 +31,25 @@ private Q_SLOTS:
         fifo.PushData(&items[1]);
         QVERIFY2(consumer->wait(2000), "the push must wake the consumer long before its 5 s timeout");
         QCOMPARE(got.load(), &items[1]);
+    }
+
+    // Two consumers wait, one push wakes both: the one that finds the queue empty
+    // returns null and ends the run of empty pops instead of counting a timeout.
+    void emptyWakeResetsTheCount()
+    {
+        CDataWaitFiFo<int> fifo("q", 1);
+        QVERIFY(fifo.PopData(1) == nullptr);
+        int item = 0;
+        std::atomic<int> nulls {0};
+        auto pop = [&] { nulls += fifo.PopData(5000) == nullptr; };
+        std::unique_ptr<QThread> a(QThread::create(pop)), b(QThread::create(pop));
+        a->start();
+        b->start();
+        QTest::qWait(200);
+        fifo.PushData(&item);
+        QVERIFY(a->wait(10000) && b->wait(10000));
+        QCOMPARE(nulls.load(), 1);
+        QCOMPARE(fifo.EmptyPopCount(), 0);
     }
 
     // The empty pops come first, then the pushes.
