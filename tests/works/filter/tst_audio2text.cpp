@@ -265,6 +265,16 @@ private Q_SLOTS:
             QCOMPARE(QDir(dir + "/out").entryList(QDir::Files), QStringList());
     }
 
+    // The command-line host fills the tool folder and the model, and prints the text last.
+    void zrworkText()
+    {
+        QProcess p;
+        p.start(qEnvironmentVariable("ZRW_BIN_DIR") + "/zrwork", {"text", m_sWav, "--save-dir", m_tmp.filePath("cli")});
+        QVERIFY(p.waitForFinished(120000));
+        QCOMPARE(p.exitCode(), 0);
+        QVERIFY2(p.readAllStandardOutput().endsWith("}\ngo forward ten meters\n"), "the map, then the text");
+    }
+
     void noSaveDir()
     {
         QCOMPARE(Run(Params(m_sWav, QString(), ToolDir())).value("res_data").toMap(),
