@@ -62,7 +62,9 @@ void CDetAFltAudio2Text::DoWork()
                                QStringLiteral("-o"), out},
                               tools);
     // The converter is judged by its output alone; without it the raw text is kept.
-    if (!QFileInfo::exists(out) && !QFile::copy(txt, out)) {
+    if (!QFileInfo::exists(out))
+        QFile::copy(txt, out);
+    if (!QFileInfo::exists(out)) {
         ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "copy failed %s to %s", txt.toUtf8().constData(),
               out.toUtf8().constData());
         m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("file_copy_failed"));
