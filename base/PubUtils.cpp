@@ -330,6 +330,11 @@ QString PubUtils::MakeUniqueFilePath(const QString& dir, const QString& base, co
     return path;
 }
 
+QString PubUtils::AbsolutePath(const QString& path)
+{
+    return path.isEmpty() ? path : QFileInfo(path).absoluteFilePath();
+}
+
 QString PubUtils::MakeTempWorkDir(const QString& dir)
 {
     static QMutex lock;

@@ -122,6 +122,9 @@ public:
     static QString JoinPath(const QString& a, const QString& b);
     /// @p name itself, or an empty text when it holds one of \ " < > |
     static QString CheckFileName(const QString& name);
+    /// @p path made absolute against the current folder (so a leading '-' can never read
+    /// as a program's option); an empty text stays empty.
+    static QString AbsolutePath(const QString& path);
     /// Next value of the process-wide work counter; the first call gives 1.
     static int NextWorkCounter();
 };

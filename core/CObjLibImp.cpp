@@ -5,6 +5,8 @@
 #include "store/CDBStore.h"
 #include "work/CWorkBase.h"
 #include "works/analysis/CDetVoiceWork.h"
+#include "works/filter/CDetAFltAudio2Text.h"
+#include "works/filter/CDetAFltRnSilenceWork.h"
 
 #include <QDir>
 #include <QThread>
@@ -76,6 +78,8 @@ CDetWork* CObjLibImp::CreateWork(int type)
     if (IsKnownType(type)) {
         switch (type) {
         case 5: work = new (std::nothrow) CDetVoiceWork; break;
+        case 9: work = new (std::nothrow) CDetAFltRnSilenceWork; break;
+        case 12: work = new (std::nothrow) CDetAFltAudio2Text; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
     }

@@ -4,6 +4,7 @@
 #include "CParamParser.h"
 #include "CliCommon.h"
 #include "CSegmentJoiner.h"
+#include "CmdAudio.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -172,6 +173,10 @@ int main(int argc, char** argv)
         return CmdVoice(args);
     if (command == QLatin1String("list"))
         return CmdList(args);
+    if (command == QLatin1String("text"))
+        return CmdText(args);
+    if (command == QLatin1String("unsilence"))
+        return CmdUnsilence(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;

@@ -1,0 +1,77 @@
+#include "works/filter/CDetAFltAudio2Text.h"
+
+#include "base/CLogWriter.h"
+#include "base/PubUtils.h"
+#include "work/CProcessWork.h"
+#include "work/FFmpegOps.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+using WorkBaseData::PubUtils;
+
+CDetAFltAudio2Text::CDetAFltAudio2Text()
+    : CWorkBase(12)
+{
+}
+
+void CDetAFltAudio2Text::DoWork()
+{
+    // Absolute paths: a name starting with '-' never reads as a tool's option, and the
+    // tools, which run inside their own folder, still find what a relative path named.
+    const QString sFile = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sFile")).toString());
+    const QString sSaveDir = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sSaveDir")).toString());
+    const QString sWorkPath = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sWorkPath")).toString());
+    const QString sWorkExc = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sWorkExc")).toString());
+    const QString tools = sWorkPath + QStringLiteral("/audiosrc");
+
+    // An empty save folder would put the temporary folder at the root of the file system.
+    if (sSaveDir.isEmpty())
+        return Fail("save_dir_failed");
+    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, QFileInfo(sFile).baseName(), QStringLiteral(".txt"));
+    const QString temp = PubUtils::MakeTempWorkDir(sSaveDir);
+    if (!QFileInfo(temp).isDir())
+        return Fail("save_dir_failed");
+    const QString wav = temp + QStringLiteral("/1.wav");
+    const QString txt = temp + QStringLiteral("/1.txt");
+    QFile::remove(wav);
+    QFile::remove(txt);
+
+    // A failed extraction ends the run with an empty "resMsg" and no "sOutFile": hosts
+    // read the missing output as the failure.
+    if (!FFmpegOps::ExtractAudio(QVariantMap{{QStringLiteral("inFile"), sFile},
+                                             {QStringLiteral("outFile"), wav},
+                                             {QStringLiteral("aType"), QStringLiteral("PCM16")}}))
+        return;
+    NotifyProgress(1);
+
+    CProcessWork::ExecProcess(tools + QStringLiteral("/test.exe"),
+                              {QStringLiteral("--language"), QStringLiteral("zh"), QStringLiteral("-m"), sWorkExc,
+                               QStringLiteral("-otxt"), QStringLiteral("-nt"), QStringLiteral("-f"), wav},
+                              tools);
+    if (!QFileInfo::exists(txt)) {
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "asr failed %s", wav.toUtf8().constData());
+        m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("recog_audio_failed"));
+        return;
+    }
+
+    NotifyProgress(99);
+    QFile::remove(out);
+    CProcessWork::ExecProcess(tools + QStringLiteral("/opencc.exe"),
+                              {QStringLiteral("-i"), txt, QStringLiteral("-c"), QStringLiteral("tw2sp.json"),
+                               QStringLiteral("-o"), out},
+                              tools);
+    // The converter is judged by its output alone; without it the raw text is kept.
+    if (!QFileInfo::exists(out))
+        QFile::copy(txt, out);
+    if (!QFileInfo::exists(out)) {
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "copy failed %s to %s", txt.toUtf8().constData(),
+              out.toUtf8().constData());
+        m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("file_copy_failed"));
+        return;
+    }
+
+    NotifyProgress(100);
+    m_mapResult.insert(QStringLiteral("sOutFile"), out);
+    PubUtils::RemoveDir(temp);
+}
