@@ -4,6 +4,10 @@
 #include "core/CData.h"
 #include "store/CDBStore.h"
 #include "works/analysis/CDetVoiceWork.h"
+#include "works/filter/CDetAFltRnnoiseWork.h"
+#include "works/filter/CDetVFltNeuStyleWork.h"
+#include "works/filter/CDetVFltResGainWork.h"
+#include "works/filter/CDetVFltWaifu2x.h"
 
 #include <QDir>
 #include <QThread>
@@ -75,6 +79,10 @@ CDetWork* CObjLibImp::CreateWork(int type)
     if (IsKnownType(type)) {
         switch (type) {
         case 5: work = new (std::nothrow) CDetVoiceWork; break;
+        case 6: work = new (std::nothrow) CDetVFltResGainWork; break;
+        case 7: work = new (std::nothrow) CDetVFltNeuStyleWork; break;
+        case 8: work = new (std::nothrow) CDetVFltWaifu2x; break;
+        case 10: work = new (std::nothrow) CDetAFltRnnoiseWork; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
     }
