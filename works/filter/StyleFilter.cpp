@@ -67,8 +67,12 @@ int StyleFilter::DoFilter(cv::Mat src, cv::Mat& dst)
         src.copyTo(padded(cv::Rect(0, 0, std::min(src.cols, canvas.width), std::min(src.rows, canvas.height))));
         cv::resize(padded, picture, cv::Size(fixIn.width(), fixIn.height()), 0, 0, cv::INTER_LINEAR);
     }
-    if (bSwap)
-        cv::cvtColor(picture, picture, cv::COLOR_BGR2RGB);
+    if (bSwap) {
+        // Into a new buffer: picture may still share the caller's pixels.
+        cv::Mat swapped;
+        cv::cvtColor(picture, swapped, cv::COLOR_BGR2RGB);
+        picture = swapped;
+    }
 
     const cv::Scalar mean = bMedian ? cv::Scalar(103.939, 116.779, 123.68) : cv::Scalar();
     cv::Mat out;
