@@ -3,6 +3,7 @@
 #include "CCliHost.h"
 #include "CParamParser.h"
 #include "CliCommon.h"
+#include "CmdFilter.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -132,6 +133,16 @@ int main(int argc, char** argv)
         return CmdVoice(args);
     if (command == QLatin1String("list"))
         return CmdList(args);
+    if (command == QLatin1String("beautify"))
+        return CmdBeautify(args);
+    if (command == QLatin1String("style"))
+        return CmdStyle(args);
+    if (command == QLatin1String("upscale"))
+        return CmdUpscale(args);
+    if (command == QLatin1String("styles") && args.isEmpty())
+        return CmdStyles();
+    if (command == QLatin1String("reencode"))
+        return CmdReencode(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;
