@@ -107,12 +107,14 @@ int BeautifyFilter::DoFilter(cv::Mat src, cv::Mat& dst)
     }
     cv::Mat smooth;
     cv::bilateralFilter(src, smooth, m_nDegree * 5, m_nDegree * 12.5, m_nDegree * 12.5);
-    // Plain numbers, not Scalar::all: OpenCV then evaluates each expression in one
-    // saturating pass over all channels instead of saturating after every operator.
-    cv::Mat highPass = smooth - src + 128;
+    // dst - src + 128 and src + 2 * dst - 255 as OpenCV's matrix expressions evaluate
+    // them with plain numbers: one saturating pass over all channels, not one per operator.
+    cv::Mat highPass;
+    cv::addWeighted(smooth, 1, src, -1, 128, highPass);
     cv::Mat blurred;
     cv::GaussianBlur(highPass, blurred, cv::Size(2 * m_nDetails - 1, 2 * m_nDetails - 1), 0, 0);
-    cv::Mat detail = src + 2 * blurred - 255;
+    cv::Mat detail;
+    cv::addWeighted(src, 1, blurred, 2, -255, detail);
     // Above 10 tenths the source weight turns negative; the range is kept as it is.
     cv::Mat blended = (detail * (m_nOpacity * 10) + src * (100 - m_nOpacity * 10)) / 100;
     cv::LUT(blended, WhiteTable(m_nWhite), dst);
