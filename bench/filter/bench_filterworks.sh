@@ -40,7 +40,8 @@ bench() { # TYPE LABEL FRAME-STEP-COMMAND(or empty) EXTRA-PARAMS...
     echo "rm -rf '$work/out'; mkdir -p '$pics'"
     local n=0
     while IFS= read -r line; do
-      echo "ffmpeg $line >/dev/null 2>&1"
+      # Each word quoted: the filter argument holds parentheses and a '*'.
+      printf 'ffmpeg'; (set -f; printf " '%s'" $line); echo ' >/dev/null 2>&1'
       n=$((n + 1))
       if [ "$n" = 1 ] && [ -n "$step" ]; then echo "$step '$pics'"; fi
     done < "$work/commands.txt"
