@@ -99,19 +99,6 @@ private Q_SLOTS:
         QVERIFY(MaxDiff(dst, BeautifyByHand(src, degree, details, opacity, white)) <= 1);
     }
 
-    void whiteTable()
-    {
-        BeautifyFilter filter;
-        cv::Mat identity(1, 256, CV_8U);
-        for (int i = 0; i < 256; ++i)
-            identity.at<uchar>(i) = uchar(i);
-        QCOMPARE(MaxDiff(filter.WhiteTable(0), identity), 0.0);
-        const cv::Mat five = filter.WhiteTable(5);
-        QCOMPARE(int(five.at<uchar>(0)), 0);
-        QCOMPARE(int(five.at<uchar>(127)), 127 + 50); // int(5 * 15 * 0.667)
-        QCOMPARE(int(five.at<uchar>(250)), 253);
-    }
-
     void beautifyRanges_data()
     {
         QTest::addColumn<QVariantMap>("options");

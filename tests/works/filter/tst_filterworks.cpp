@@ -214,6 +214,19 @@ private Q_SLOTS:
         QVERIFY(run.progress.isEmpty());
     }
 
+    // The command-line host: shipped networks by name, and type 10's silent failure as exit status 1.
+    void zrworkCommands()
+    {
+        const QString zrwork = QCoreApplication::applicationDirPath() + "/zrwork", dir = m_tmp.filePath("cli");
+        QProcess p;
+        p.start(zrwork, {"styles"});
+        QVERIFY(p.waitForFinished(30000));
+        QCOMPARE(QString(p.readAll()).count(".onnx\n"), 3);
+        QCOMPARE(QProcess::execute(zrwork, {"style", m_sPic, "--save-dir", dir, "--model", "cartoon"}), 0);
+        QVERIFY(QFileInfo(dir + "/pic.png").size() > 0);
+        QCOMPARE(QProcess::execute(zrwork, {"reencode", m_tmp.filePath("none.mp4"), "--save-dir", dir}), 1);
+    }
+
     void reencode()
     {
         const QString saveDir = m_tmp.filePath("reencode");
