@@ -1,7 +1,7 @@
 // The plain program baseline of bench_filterworks.sh: the same per-frame filter the
 // works run (filter each picture file, write it back), over one folder, nothing else.
 //
-// Usage: bench_frames DIR beautify | bench_frames DIR style MODEL
+// Usage: bench_frames beautify DIR | bench_frames style MODEL DIR
 
 #include "base/PubUtils.h"
 #include "works/filter/BeautifyFilter.h"
@@ -18,18 +18,18 @@ int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     if (argc < 3) {
-        std::fprintf(stderr, "usage: bench_frames DIR beautify | bench_frames DIR style MODEL\n");
+        std::fprintf(stderr, "usage: bench_frames beautify DIR | bench_frames style MODEL DIR\n");
         return 2;
     }
     std::unique_ptr<CFilter> filter;
-    if (QByteArray(argv[2]) == "style" && argc > 3) {
+    if (QByteArray(argv[1]) == "style" && argc > 3) {
         filter = std::make_unique<StyleFilter>();
-        filter->SetFilter({{"sModel", QString::fromLocal8Bit(argv[3])}});
+        filter->SetFilter({{"sModel", QString::fromLocal8Bit(argv[2])}});
     } else {
         filter = std::make_unique<BeautifyFilter>();
         filter->SetFilter({{"nDegree", 3}, {"nDetails", 2}, {"nOpacity", 5}, {"nWhite", 2}});
     }
-    for (const QString& file : WorkBaseData::PubUtils::GetFileList(QString::fromLocal8Bit(argv[1]), 1)) {
+    for (const QString& file : WorkBaseData::PubUtils::GetFileList(QString::fromLocal8Bit(argv[argc - 1]), 1)) {
         cv::Mat out;
         if (filter->DoFilter(file.toLocal8Bit().constData(), out) == 0)
             cv::imwrite(file.toLocal8Bit().toStdString(), out);

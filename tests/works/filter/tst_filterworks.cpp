@@ -59,12 +59,7 @@ class TstFilterWorks : public QObject
     QString m_sClip, m_sMute, m_sShort, m_sPic;
     const QString m_sTools = QCoreApplication::applicationDirPath() + "/../worktools";
 
-    struct Run
-    {
-        QVariantMap params, result;
-        QList<int> progress;
-        int finished = 0;
-    };
+    struct Run { QVariantMap params, result; QList<int> progress; int finished = 0; };
 
     Run Start(int type, const QVariantMap& params)
     {
@@ -74,13 +69,9 @@ class TstFilterWorks : public QObject
         work->StartWork();
         work->JoinWork(300000);
         m_pLib->ReleaseWork(work);
-        Run run;
         const auto finished = TestHost::Of(WorkLibRs_Finished);
-        run.finished = finished.size();
-        if (!finished.isEmpty()) {
-            run.params = finished.first().toMap().value("user_data").toMap();
-            run.result = finished.first().toMap().value("res_data").toMap();
-        }
+        const QVariantMap last = finished.isEmpty() ? QVariantMap() : finished.last().toMap();
+        Run run{last.value("user_data").toMap(), last.value("res_data").toMap(), {}, finished.size()};
         for (const QVariant& p : TestHost::Of(WorkLibRs_Progress))
             run.progress.append(p.toMap().value("nPos").toInt());
         return run;
@@ -116,23 +107,11 @@ private Q_SLOTS:
         QVERIFY(Ffmpeg({"-f", "lavfi", "-i", "testsrc=size=80x60", "-frames:v", "1", m_sPic}));
     }
 
-    void frameProgress_data()
-    {
-        QTest::addColumn<int>("i");
-        QTest::addColumn<int>("n");
-        QTest::addColumn<int>("pos");
-        QTest::newRow("short: every frame") << 14 << 15 << 72;
-        QTest::newRow("off step") << 1 << 132 << -1;
-        QTest::newRow("on step") << 2 << 132 << 12;
-        QTest::newRow("last multiple stays below 77") << 6500 << 6600 << 76;
-    }
-
     void frameProgress()
     {
-        QFETCH(int, i);
-        QFETCH(int, n);
-        QFETCH(int, pos);
-        QCOMPARE(CFrameSeqWork::FrameProgress(i, n), pos);
+        QCOMPARE(CFrameSeqWork::FrameProgress(1, 132), -1); // off the n / 66 step
+        QCOMPARE(CFrameSeqWork::FrameProgress(2, 132), 12);
+        QCOMPARE(CFrameSeqWork::FrameProgress(6500, 6600), 76); // the last one stays below 77
     }
 
     void frameListInOrder()
@@ -145,47 +124,43 @@ private Q_SLOTS:
         QCOMPARE(PubUtils::GetFileList(dir, 1).first(), dir + "/00000001.png");
     }
 
+    // Under 66 frames progress comes on every frame: 15 frames, then the upscaler's 3.
     void videoMode_data()
     {
         QTest::addColumn<int>("type");
-        QTest::newRow("beautify") << 6;
-        QTest::newRow("style") << 7;
+        QTest::addColumn<QString>("model"); // style only; a missing one fails every frame
+        QTest::addColumn<QList<int>>("frames");
+        QTest::addColumn<int>("width");
+        const QList<int> fifteen{11, 15, 19, 24, 28, 33, 37, 41, 46, 50, 55, 59, 63, 68, 72};
+        QTest::newRow("beautify") << 6 << "" << fifteen << 160;
+        QTest::newRow("style") << 7 << "sepia.onnx" << fifteen << 160;
+        QTest::newRow("failed frames keep their content") << 7 << "none.onnx" << fifteen << 160;
+        QTest::newRow("upscale") << 8 << "" << QList<int>{11, 33, 55} << 320;
     }
 
     void videoMode()
     {
         QFETCH(int, type);
-        const QString saveDir = m_tmp.filePath(QString("video%1").arg(type));
-        const Run run = Start(type, Params(type, m_sClip, saveDir));
-        QCOMPARE(run.result, (QVariantMap{{"resMsg", ""}, {"sOutFile", saveDir + "/clip.mp4"}}));
-        QCOMPARE(run.progress, (QList<int>{1, 11, 11, 15, 19, 24, 28, 33, 37, 41, 46, 50, 55, 59, 63, 68, 72, 79, 89, 94, 99}));
-        QCOMPARE(Entries(saveDir), QStringList{"clip.mp4"});
-        QCOMPARE(Streams(saveDir + "/clip.mp4"), QString("video,audio"));
-        const cv::Scalar out = cv::mean(FirstFrame(saveDir + "/clip.mp4"));
-        if (type == 7) // sepia: red above green above blue
-            QVERIFY(out[2] > out[1] + 10 && out[1] > out[0] + 10);
-    }
-
-    void upscaleVideo()
-    {
-        const QString saveDir = m_tmp.filePath("video8");
-        const Run run = Start(8, Params(8, m_sShort, saveDir));
-        QCOMPARE(run.result, (QVariantMap{{"resMsg", ""}, {"sOutFile", saveDir + "/short.mp4"}}));
-        QCOMPARE(run.progress.mid(run.progress.size() - 4), (QList<int>{79, 89, 94, 99}));
-        QCOMPARE(FirstFrame(saveDir + "/short.mp4").cols, 320);
-        QCOMPARE(Streams(saveDir + "/short.mp4"), QString("video,audio"));
-    }
-
-    // A model that does not load fails every frame; the frames keep their content.
-    void failedFramesKeepContent()
-    {
-        const QString saveDir = m_tmp.filePath("badmodel");
-        QVariantMap params = Params(7, m_sClip, saveDir);
-        params.insert("mapStyle", QVariantMap{{"sModel", m_tmp.filePath("none.onnx")}});
-        const Run run = Start(7, params);
-        QCOMPARE(run.result.value("sOutFile").toString(), saveDir + "/clip.mp4");
-        const cv::Scalar in = cv::mean(FirstFrame(m_sClip)), out = cv::mean(FirstFrame(saveDir + "/clip.mp4"));
-        QVERIFY(std::abs(in[1] - out[1]) < 8);
+        QFETCH(QString, model);
+        QFETCH(QList<int>, frames);
+        QFETCH(int, width);
+        const QString saveDir = m_tmp.filePath(QTest::currentDataTag()), clip = type == 8 ? m_sShort : m_sClip;
+        QVariantMap params = Params(type, clip, saveDir);
+        if (type == 7)
+            params.insert("mapStyle", QVariantMap{{"sModel", m_sTools + "/styles/" + model}});
+        const Run run = Start(type, params);
+        const QString out = saveDir + "/" + QFileInfo(clip).fileName();
+        QCOMPARE(run.result, (QVariantMap{{"resMsg", ""}, {"sOutFile", out}}));
+        QCOMPARE(run.progress, (QList<int>{1, 11} + frames + QList<int>{79, 89, 94, 99}));
+        QCOMPARE(Entries(saveDir), QStringList{QFileInfo(clip).fileName()});
+        QCOMPARE(Streams(out), QString("video,audio"));
+        const cv::Mat first = FirstFrame(out);
+        QCOMPARE(first.cols, width);
+        const cv::Scalar in = cv::mean(FirstFrame(clip)), mean = cv::mean(first);
+        if (model == "sepia.onnx") // red above green above blue
+            QVERIFY(mean[2] > mean[1] + 10 && mean[1] > mean[0] + 10);
+        else if (type != 8)
+            QVERIFY(std::abs(in[1] - mean[1]) < 12);
     }
 
     void pictureMode_data()
