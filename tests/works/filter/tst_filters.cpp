@@ -73,30 +73,23 @@ private Q_SLOTS:
 
     void beautify_data()
     {
-        QTest::addColumn<int>("degree");
-        QTest::addColumn<int>("details");
-        QTest::addColumn<int>("opacity");
-        QTest::addColumn<int>("white");
-        QTest::newRow("usual") << 3 << 2 << 5 << 2;
-        QTest::newRow("degree 0") << 0 << 1 << 5 << 1;
-        QTest::newRow("opacity 10: the detail layer alone") << 4 << 3 << 10 << 5;
-        QTest::newRow("opacity 99 extrapolates") << 2 << 5 << 99 << 0;
+        QTest::addColumn<QVector<int>>("v"); // nDegree, nDetails, nOpacity, nWhite
+        QTest::newRow("usual") << QVector<int>{3, 2, 5, 2};
+        QTest::newRow("degree 0") << QVector<int>{0, 1, 5, 1};
+        QTest::newRow("opacity 10: the detail layer alone") << QVector<int>{4, 3, 10, 5};
+        QTest::newRow("opacity 99 extrapolates, white 0") << QVector<int>{2, 5, 99, 0};
     }
 
     void beautify()
     {
-        QFETCH(int, degree);
-        QFETCH(int, details);
-        QFETCH(int, opacity);
-        QFETCH(int, white);
+        QFETCH(QVector<int>, v);
         const cv::Mat src = Picture(64, 48);
         BeautifyFilter filter;
-        QCOMPARE(filter.SetFilter(Beauty(degree, details, opacity, white)), 0);
         cv::Mat dst;
+        QCOMPARE(filter.SetFilter(Beauty(v[0], v[1], v[2], v[3])), 0);
         QCOMPARE(filter.DoFilter(src, dst), 0);
-        // The filter's matrix expressions round in float, the steps here in double.
         // One saturation per expression; the filter rounds in float, the steps here in double.
-        QVERIFY(MaxDiff(dst, BeautifyByHand(src, degree, details, opacity, white)) <= 1);
+        QVERIFY(MaxDiff(dst, BeautifyByHand(src, v[0], v[1], v[2], v[3])) <= 1);
     }
 
     void beautifyRanges_data()
@@ -127,26 +120,18 @@ private Q_SLOTS:
     }
 
     // Shrinking happens whether or not a window can be opened; this host has no display.
-    void showShrinks_data()
-    {
-        QTest::addColumn<QSize>("in");
-        QTest::addColumn<QSize>("out");
-        QTest::newRow("601 wide stays") << QSize(601, 400) << QSize(601, 400);
-        QTest::newRow("602 wide shrinks") << QSize(602, 400) << QSize(600, 398);
-        QTest::newRow("tall") << QSize(300, 900) << QSize(200, 600);
-    }
-
     void showShrinks()
     {
-        QFETCH(QSize, in);
-        QFETCH(QSize, out);
-        TestHost::Clear();
         BeautifyFilter filter;
         QCOMPARE(filter.SetFilter(Beauty(1, 1, 5, 1, true)), 0);
-        cv::Mat dst;
-        QCOMPARE(filter.DoFilter(Picture(in.width(), in.height()), dst), 0);
-        QCOMPARE(QSize(dst.cols, dst.rows), out);
-        QCOMPARE(TestHost::LogsWith("BeautifyFilter::DoFilter Info preview not shown: the host runs no QApplication").size(), 1);
+        for (const auto& [in, out] : {std::pair{QSize(601, 400), QSize(601, 400)}, {QSize(602, 400), QSize(600, 398)},
+                                      {QSize(300, 900), QSize(200, 600)}}) {
+            TestHost::Clear();
+            cv::Mat dst;
+            QCOMPARE(filter.DoFilter(Picture(in.width(), in.height()), dst), 0);
+            QCOMPARE(QSize(dst.cols, dst.rows), out);
+            QCOMPARE(TestHost::LogsWith("BeautifyFilter::DoFilter Info preview not shown: the host runs no QApplication").size(), 1);
+        }
     }
 
     void style_data()
@@ -192,28 +177,20 @@ private Q_SLOTS:
         QVERIFY(MaxDiff(dst, want) <= (expect == "half" ? 1 : 0));
     }
 
-    void fixInSize_data()
-    {
-        QTest::addColumn<QSize>("picture");
-        QTest::addColumn<QSize>("valid");
-        QTest::newRow("wide pads the height") << QSize(40, 20) << QSize(16, 8);
-        QTest::newRow("tall pads the width") << QSize(20, 40) << QSize(8, 16);
-    }
-
     void fixInSize()
     {
-        QFETCH(QSize, picture);
-        QFETCH(QSize, valid);
-        const cv::Mat src = Picture(picture.width(), picture.height(), 1);
-        StyleFilter filter;
-        QCOMPARE(filter.SetFilter({{"sModel", m_sNets + "/identity.onnx"}, {"fixInSize", QSize(16, 16)}}), 0);
-        cv::Mat dst, canvas = cv::Mat::zeros(40, 40, CV_8UC3), want;
-        QCOMPARE(filter.DoFilter(src, dst), 0);
-        QCOMPARE(filter.Options().value("fixOutSize").toSize(), valid);
-        src.copyTo(canvas(cv::Rect(0, 0, src.cols, src.rows)));
-        cv::resize(canvas, want, cv::Size(16, 16));
-        // The black padding holds zeros, so the output counts as 0..1 and is scaled by 255.
-        QCOMPARE(MaxDiff(dst, want(cv::Rect(0, 0, valid.width(), valid.height())) * 255), 0.0);
+        for (const auto& [picture, valid] : {std::pair{QSize(40, 20), QSize(16, 8)}, {QSize(20, 40), QSize(8, 16)}}) {
+            const cv::Mat src = Picture(picture.width(), picture.height(), 1);
+            StyleFilter filter;
+            QCOMPARE(filter.SetFilter({{"sModel", m_sNets + "/identity.onnx"}, {"fixInSize", QSize(16, 16)}}), 0);
+            cv::Mat dst, canvas = cv::Mat::zeros(40, 40, CV_8UC3), want;
+            QCOMPARE(filter.DoFilter(src, dst), 0);
+            QCOMPARE(filter.Options().value("fixOutSize").toSize(), valid);
+            src.copyTo(canvas(cv::Rect(0, 0, src.cols, src.rows)));
+            cv::resize(canvas, want, cv::Size(16, 16));
+            // The black padding holds zeros, so the output counts as 0..1 and is scaled by 255.
+            QCOMPARE(MaxDiff(dst, want(cv::Rect(0, 0, valid.width(), valid.height())) * 255), 0.0);
+        }
     }
 
     void styleRefused_data()
