@@ -61,3 +61,10 @@ echo "clip: 10 s 640x480 (150 frames at the pipeline's 15 pictures a second), pa
 bench 6 beautify "'$frames' beautify" --param nDegree=3 --param nDetails=2 --param nOpacity=5 --param nWhite=2
 bench 7 style-sepia "'$frames' style '$sepia'" --param "mapStyle={\"sModel\":\"$sepia\"}"
 bench 10 reencode ""
+
+# The upscaler's frame step alone (too slow for a whole 640x480 clip on a CPU).
+ffmpeg -v error -y -i "$work/clip.mp4" -frames:v 2 "$work/w%d.png"
+t0=$(now)
+for f in "$work"/w1.png "$work"/w2.png; do "$build/worktools/upscale/waifu2x" -i "$f" -o "$f"; done
+t1=$(now)
+echo "upscale frame step: $(echo "scale=3; 2 / ($t1 - $t0)" | bc) frames/s (640x480 to 1280x960, CPU)"
