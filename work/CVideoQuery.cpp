@@ -32,7 +32,9 @@ int CVideoQuery::Answer(const QVariantMap& args, std::function<bool(const QVaria
     }
     cv::VideoCapture capture;
     cv::Mat frame;
-    const bool got = !file.isEmpty() && capture.open(file.toLocal8Bit().toStdString())
+    // The ffmpeg back end reads every file the works take; letting OpenCV probe the
+    // others on a file it cannot open starts camera libraries that leak on every probe.
+    const bool got = !file.isEmpty() && capture.open(file.toLocal8Bit().toStdString(), cv::CAP_FFMPEG)
                      && capture.grab() && capture.retrieve(frame) && !frame.empty();
     if (!got) {
         release();
