@@ -66,12 +66,12 @@ void CFrameSeqWork::StageFailed(const char* word)
 
 void CFrameSeqWork::DoWork()
 {
-    // Absolute paths: the upscaler runs in its own folder, where relative ones mean other files.
     const QString sFileParam = m_mapParams.value(QStringLiteral("sFile")).toString();
     const QString sSaveParam = m_mapParams.value(QStringLiteral("sSaveDir")).toString();
     // An empty save folder would put the results at the root of the file system.
     if (sSaveParam.isEmpty())
         return Fail("save_dir_failed");
+    // Absolute paths: the upscaler runs in its own folder, where relative ones mean other files.
     const QString sFile = sFileParam.isEmpty() ? QString() : QFileInfo(sFileParam).absoluteFilePath();
     const QString sSaveDir = QFileInfo(sSaveParam).absoluteFilePath();
     if (m_stages.bPictureMode && m_mapParams.value(QStringLiteral("bPicFlt")).toBool())
