@@ -493,6 +493,21 @@ QStringList PubUtils::ListFiles(const QString& dir)
     return d.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::Name);
 }
 
+QStringList PubUtils::GetFileList(const QString& dir, int flag)
+{
+    QDir d(dir);
+    if (dir.isEmpty() || !d.exists())
+        return QStringList();
+    // Plain code-point order: locale-aware sorting could reorder digits and case.
+    QStringList names = d.entryList(QDir::Files | QDir::NoDotAndDotDot, QDir::NoSort);
+    std::sort(names.begin(), names.end());
+    if (flag != 1)
+        return names;
+    for (QString& name : names)
+        name = d.absoluteFilePath(name);
+    return names;
+}
+
 QString PubUtils::JoinPath(const QString& a, const QString& b)
 {
     if (a.isEmpty())

@@ -118,6 +118,16 @@ public:
     static bool IsUsableInput(const QString& path);
     /// Files (not folders) of @p dir, sorted by name; empty when @p dir is missing.
     static QStringList ListFiles(const QString& dir);
+    /**
+     * @brief The files (not folders, not hidden) of @p dir in text order of their names.
+     *
+     * Frame pictures named with eight-digit numbers ("00000001.png") come out in frame
+     * order. Other names also come in plain text order, case-sensitive, so "10.png"
+     * comes before "9.png".
+     * @param flag 1: absolute paths; any other value: bare file names.
+     * @return empty when @p dir is missing or empty.
+     */
+    static QStringList GetFileList(const QString& dir, int flag);
     /// a + "/" + b, with no doubled separator.
     static QString JoinPath(const QString& a, const QString& b);
     /// @p name itself, or an empty text when it holds one of \ " < > |

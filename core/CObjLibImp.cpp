@@ -7,6 +7,10 @@
 #include "works/analysis/CDetVoiceWork.h"
 #include "works/filter/CDetAFltAudio2Text.h"
 #include "works/filter/CDetAFltRnSilenceWork.h"
+#include "works/filter/CDetAFltRnnoiseWork.h"
+#include "works/filter/CDetVFltNeuStyleWork.h"
+#include "works/filter/CDetVFltResGainWork.h"
+#include "works/filter/CDetVFltWaifu2x.h"
 
 #include <QDir>
 #include <QThread>
@@ -80,6 +84,10 @@ CDetWork* CObjLibImp::CreateWork(int type)
         case 5: work = new (std::nothrow) CDetVoiceWork; break;
         case 9: work = new (std::nothrow) CDetAFltRnSilenceWork; break;
         case 12: work = new (std::nothrow) CDetAFltAudio2Text; break;
+        case 6: work = new (std::nothrow) CDetVFltResGainWork; break;
+        case 7: work = new (std::nothrow) CDetVFltNeuStyleWork; break;
+        case 8: work = new (std::nothrow) CDetVFltWaifu2x; break;
+        case 10: work = new (std::nothrow) CDetAFltRnnoiseWork; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
     }

@@ -22,3 +22,22 @@ echo
 echo "speech to text of $raw (the finished map, then the recognised text):"
 "$root/build/bin/zrwork" text "$out/goforward.wav" --save-dir "$out/text"
 echo "(kept in $out/text/goforward.txt)"
+# Picture and video filters: a short generated clip beautified, stylised with each
+# shipped network and upscaled (the upscaler takes about a second a frame: a few frames).
+echo
+echo "== filters =="
+filt=$out/filters
+mkdir -p "$filt"
+ffmpeg -v error -y -f lavfi -i testsrc2=size=320x240:rate=15:duration=2 -f lavfi -i sine=duration=2 \
+  -pix_fmt yuv420p -c:v libx264 -c:a aac "$filt/clip.mp4"
+ffmpeg -v error -y -f lavfi -i testsrc2=size=160x120:rate=15:duration=0.2 -f lavfi -i sine=duration=0.2 \
+  -pix_fmt yuv420p -c:v libx264 -c:a aac "$filt/tiny.mp4"
+"$root/build/bin/zrwork" styles
+"$root/build/bin/zrwork" beautify "$filt/clip.mp4" --save-dir "$filt/beautify" --degree 4 --white 3 >/dev/null 2>&1
+for net in sepia sketch cartoon; do
+  "$root/build/bin/zrwork" style "$filt/clip.mp4" --save-dir "$filt/$net" --model "$net" >/dev/null 2>&1
+done
+"$root/build/bin/zrwork" upscale "$filt/tiny.mp4" --save-dir "$filt/upscale" >/dev/null 2>&1
+"$root/build/bin/zrwork" reencode "$filt/clip.mp4" --save-dir "$filt/reencode" >/dev/null 2>&1
+echo "filtered videos:"
+find "$filt" -mindepth 2 -name '*.mp4' | sort

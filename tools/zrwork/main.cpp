@@ -5,6 +5,7 @@
 #include "CliCommon.h"
 #include "CSegmentJoiner.h"
 #include "CmdAudio.h"
+#include "CmdFilter.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -177,6 +178,16 @@ int main(int argc, char** argv)
         return CmdText(args);
     if (command == QLatin1String("unsilence"))
         return CmdUnsilence(args);
+    if (command == QLatin1String("beautify"))
+        return CmdBeautify(args);
+    if (command == QLatin1String("style"))
+        return CmdStyle(args);
+    if (command == QLatin1String("upscale"))
+        return CmdUpscale(args);
+    if (command == QLatin1String("styles") && args.isEmpty())
+        return CmdStyles();
+    if (command == QLatin1String("reencode"))
+        return CmdReencode(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;

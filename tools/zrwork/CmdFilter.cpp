@@ -1,0 +1,150 @@
+#include "CmdFilter.h"
+
+#include "CCliHost.h"
+#include "CliCommon.h"
+
+#include <QDir>
+#include <QFileInfo>
+
+#include <cstdio>
+
+namespace zrcli {
+
+namespace {
+
+// Pictures go through picture mode; everything else is taken for a video.
+bool IsPicture(const QString& file)
+{
+    static const QStringList suffixes{QStringLiteral("png"), QStringLiteral("jpg"), QStringLiteral("jpeg"),
+                                      QStringLiteral("bmp"), QStringLiteral("webp"), QStringLiteral("tif"),
+                                      QStringLiteral("tiff")};
+    return suffixes.contains(QFileInfo(file).suffix().toLower());
+}
+
+QString StylesDir()
+{
+    const QString tools = WorkToolsDir();
+    return tools.isEmpty() ? QString() : tools + QStringLiteral("/styles");
+}
+
+// Shared by the filter commands: FILE --save-dir DIR, the given numeric options, --param.
+// Fills params and returns -1, or returns the usage exit status.
+int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
+               const QList<QPair<QString, QString>>& numbers = {}, QString* model = nullptr)
+{
+    verbose = TakeFlag(args, QStringLiteral("--verbose"));
+    QString saveDir;
+    if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir)
+        || (model && !TakeOption(args, QStringLiteral("--model"), model)))
+        return Usage(QStringLiteral("an option is missing its value"));
+    for (const auto& number : numbers) {
+        QString text;
+        if (!TakeOption(args, number.first, &text))
+            return Usage(QStringLiteral("an option is missing its value"));
+        if (text.isEmpty())
+            continue;
+        bool ok = false;
+        params.insert(number.second, text.toInt(&ok));
+        if (!ok)
+            return Usage(QStringLiteral("%1 wants an integer").arg(number.first));
+    }
+    QString error;
+    QVariantMap extra;
+    if (!TakeParams(args, extra, &error))
+        return Usage(error);
+    if (args.size() != 1 || saveDir.isEmpty() || (model && model->isEmpty()))
+        return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command),
+                                                                              model ? QStringLiteral(" --model NAME|PATH") : QString()));
+    const QString file = QFileInfo(args.first()).absoluteFilePath();
+    params.insert(QStringLiteral("sFile"), file);
+    params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
+    params.insert(QStringLiteral("bPicFlt"), IsPicture(file));
+    for (auto it = extra.cbegin(); it != extra.cend(); ++it)
+        params.insert(it.key(), it.value());
+    return -1;
+}
+
+} // namespace
+
+int CmdBeautify(QStringList args)
+{
+    QVariantMap params{{QStringLiteral("nDegree"), 3}, {QStringLiteral("nDetails"), 2}, {QStringLiteral("nOpacity"), 5},
+                       {QStringLiteral("nWhite"), 2}};
+    bool verbose = false;
+    const int status = TakeCommon(args, "beautify", params, verbose,
+                                  {{QStringLiteral("--degree"), QStringLiteral("nDegree")},
+                                   {QStringLiteral("--details"), QStringLiteral("nDetails")},
+                                   {QStringLiteral("--opacity"), QStringLiteral("nOpacity")},
+                                   {QStringLiteral("--white"), QStringLiteral("nWhite")}});
+    if (status >= 0)
+        return status;
+    CCliHost host(verbose, AppData());
+    return RunAndPrint(host, 6, params);
+}
+
+int CmdStyle(QStringList args)
+{
+    QVariantMap params;
+    QString model;
+    bool verbose = false;
+    const int status = TakeCommon(args, "style", params, verbose, {}, &model);
+    if (status >= 0)
+        return status;
+    // A bare name is one of the shipped networks.
+    const QString shipped = StylesDir() + QLatin1Char('/') + model + QStringLiteral(".onnx");
+    if (!model.contains(QLatin1Char('/')) && !QFileInfo::exists(model) && QFileInfo::exists(shipped))
+        model = shipped;
+    QVariantMap style = params.value(QStringLiteral("mapStyle")).toMap();
+    style.insert(QStringLiteral("sModel"), QFileInfo(model).absoluteFilePath());
+    params.insert(QStringLiteral("mapStyle"), style);
+    CCliHost host(verbose, AppData());
+    return RunAndPrint(host, 7, params);
+}
+
+int CmdUpscale(QStringList args)
+{
+    QVariantMap params;
+    bool verbose = false;
+    const int status = TakeCommon(args, "upscale", params, verbose);
+    if (status >= 0)
+        return status;
+    const QString tools = WorkToolsDir();
+    if (!params.contains(QStringLiteral("sWorkPath")))
+        params.insert(QStringLiteral("sWorkPath"), tools.isEmpty() ? QString() : tools + QStringLiteral("/upscale"));
+    if (!params.contains(QStringLiteral("sWorkExc")))
+        params.insert(QStringLiteral("sWorkExc"), QStringLiteral("waifu2x"));
+    CCliHost host(verbose, AppData());
+    return RunAndPrint(host, 8, params);
+}
+
+int CmdStyles()
+{
+    const QString dir = StylesDir();
+    const QFileInfoList nets = QDir(dir).entryInfoList({QStringLiteral("*.onnx")}, QDir::Files, QDir::Name);
+    if (nets.isEmpty()) {
+        std::fprintf(stderr, "zrwork: no style networks are shipped in %s\n", dir.toUtf8().constData());
+        return 1;
+    }
+    for (const QFileInfo& net : nets)
+        std::printf("%-10s %s\n", net.completeBaseName().toUtf8().constData(), net.absoluteFilePath().toUtf8().constData());
+    return 0;
+}
+
+int CmdReencode(QStringList args)
+{
+    QVariantMap params;
+    bool verbose = false;
+    const int status = TakeCommon(args, "reencode", params, verbose);
+    if (status >= 0)
+        return status;
+    params.remove(QStringLiteral("bPicFlt"));
+    CCliHost host(verbose, AppData());
+    QVariantMap finished;
+    const int result = RunAndPrint(host, 10, params, &finished);
+    // This work reports a failed step only by leaving "sOutFile" out of its parameters.
+    if (result == 0 && !finished.value(QStringLiteral("user_data")).toMap().contains(QStringLiteral("sOutFile")))
+        return 1;
+    return result;
+}
+
+} // namespace zrcli

@@ -1,0 +1,152 @@
+#include "works/filter/CFrameSeqWork.h"
+
+#include "base/CLogWriter.h"
+#include "base/PubUtils.h"
+#include "work/FFmpegOps.h"
+#include "works/filter/CFilter.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QScopeGuard>
+
+#include <opencv2/imgcodecs.hpp>
+
+using WorkBaseData::PubUtils;
+
+namespace {
+
+bool WritePicture(const QString& path, const cv::Mat& picture)
+{
+    try {
+        return cv::imwrite(path.toLocal8Bit().toStdString(), picture);
+    } catch (const cv::Exception&) {
+        return false; // an unknown suffix or an unwritable folder
+    }
+}
+
+} // namespace
+
+CFrameSeqWork::CFrameSeqWork(int type, const Stages& stages)
+    : CWorkBase(type)
+    , m_stages(stages)
+{
+}
+
+CFrameSeqWork::~CFrameSeqWork() = default;
+
+int CFrameSeqWork::FrameProgress(int i, int n)
+{
+    const int step = n / 66;
+    if (n <= 0 || (step > 0 && i % step != 0))
+        return -1;
+    return 11 + static_cast<int>(static_cast<float>(i) / static_cast<float>(n) * 66.0);
+}
+
+void CFrameSeqWork::FilterFrame(const QString& file)
+{
+    cv::Mat out;
+    if (m_pFilter && m_pFilter->DoFilter(file.toLocal8Bit().constData(), out) == 0)
+        WritePicture(file, out);
+}
+
+bool CFrameSeqWork::FilterPicture(const QString& in, const QString& out)
+{
+    m_pFilter = CreateFilter();
+    const auto drop = qScopeGuard([this] { m_pFilter.reset(); });
+    cv::Mat picture;
+    return m_pFilter && m_pFilter->DoFilter(in.toLocal8Bit().constData(), picture) == 0 && WritePicture(out, picture);
+}
+
+void CFrameSeqWork::StageFailed(const char* word)
+{
+    if (m_stages.bFailWords)
+        return Fail(word);
+    ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s", word);
+}
+
+void CFrameSeqWork::DoWork()
+{
+    const QString sFileParam = m_mapParams.value(QStringLiteral("sFile")).toString();
+    const QString sSaveParam = m_mapParams.value(QStringLiteral("sSaveDir")).toString();
+    // An empty save folder would put the results at the root of the file system.
+    if (sSaveParam.isEmpty())
+        return Fail("save_dir_failed");
+    // Absolute paths: the upscaler runs in its own folder, where relative ones mean other files.
+    const QString sFile = sFileParam.isEmpty() ? QString() : QFileInfo(sFileParam).absoluteFilePath();
+    const QString sSaveDir = QFileInfo(sSaveParam).absoluteFilePath();
+    if (m_stages.bPictureMode && m_mapParams.value(QStringLiteral("bPicFlt")).toBool())
+        return RunPicture(sFile, sSaveDir);
+    RunVideo(sFile, sSaveDir);
+}
+
+void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
+{
+    const QString base = QFileInfo(sFile).baseName();
+    const QString tempDir = PubUtils::MakeTempWorkDir(sSaveDir);
+    const QString picDir = PubUtils::MakeTempWorkDir(tempDir);
+    if (!QFileInfo(picDir).isDir()) {
+        PubUtils::RemoveDir(tempDir);
+        return Fail("save_dir_failed");
+    }
+    const QString audio = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("audio") + base, QStringLiteral(".aac"));
+    const QString video = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("video") + base, QStringLiteral(".mp4"));
+    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, base, QStringLiteral(".mp4"));
+    NotifyProgress(1);
+
+    if (!FFmpegOps::VideoToPngSeq({{QStringLiteral("inFile"), sFile}, {QStringLiteral("saveDir"), picDir}}))
+        return StageFailed("videotopic_failed");
+    NotifyProgress(11);
+
+    if (m_stages.bFilterFrames) {
+        const QStringList frames = PubUtils::GetFileList(picDir, 1);
+        m_pFilter = CreateFilter();
+        const int n = frames.size();
+        for (int i = 0; i < n; ++i) {
+            if (!m_bWorking) {
+                m_pFilter.reset();
+                return Fail("task_stopped");
+            }
+            FilterFrame(frames.at(i));
+            const int pos = FrameProgress(i, n);
+            if (pos >= 0)
+                NotifyProgress(pos);
+        }
+        m_pFilter.reset();
+        NotifyProgress(m_stages.nAfterFrames);
+    }
+
+    if (!FFmpegOps::PngSeqToVideo({{QStringLiteral("inDir"), picDir}, {QStringLiteral("outFile"), video}}))
+        return StageFailed("pictovideo_failed");
+    NotifyProgress(m_stages.nAfterEncode);
+
+    if (!FFmpegOps::ExtractAudio({{QStringLiteral("inFile"), sFile}, {QStringLiteral("outFile"), audio}}))
+        return StageFailed("getaudio_failed");
+    NotifyProgress(m_stages.nAfterAudio);
+
+    if (!FFmpegOps::MergeAudioVideo(
+            {{QStringLiteral("inFile"), video}, {QStringLiteral("inFile2"), audio}, {QStringLiteral("outFile"), out}}))
+        return StageFailed("mergeaudiovideo_failed");
+    NotifyProgress(m_stages.nAfterMerge);
+
+    (m_stages.bOutInParams ? m_mapParams : m_mapResult).insert(QStringLiteral("sOutFile"), out);
+    PubUtils::RemoveDir(tempDir);
+}
+
+void CFrameSeqWork::RunPicture(const QString& sFile, const QString& sSaveDir)
+{
+    const QFileInfo input(sFile);
+    QDir().mkpath(sSaveDir);
+    if (!QFileInfo(sSaveDir).isDir() || !QFileInfo(sSaveDir).isWritable())
+        return Fail("save_dir_failed");
+    // A picture without a suffix is written as PNG: the encoder is chosen by the suffix.
+    const QString suffix = input.suffix().isEmpty() ? QStringLiteral("png") : input.suffix();
+    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, input.baseName(), suffix);
+    // The name search gives up at _99 and hands back an existing file: never remove that one.
+    const bool existed = QFileInfo::exists(out);
+    if (!input.isFile() || !FilterPicture(sFile, out) || !QFileInfo(out).isFile()) {
+        if (!existed)
+            QFile::remove(out);
+        return Fail("picfilter_failed");
+    }
+    m_mapResult.insert(QStringLiteral("sOutFile"), out);
+}

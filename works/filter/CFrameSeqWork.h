@@ -1,0 +1,55 @@
+#pragma once
+// The frame pipeline shared by the video filter works and the re-encoding work: video
+// to numbered pictures, one step per picture, pictures back to video, the source's
+// sound put back. Each work supplies its frame step, progress values and failure words.
+
+#include "work/CWorkBase.h"
+
+#include "works/filter/CFilter.h"
+
+#include <memory>
+
+class CFrameSeqWork : public CWorkBase
+{
+    Q_OBJECT
+public:
+    // Progress values after each stage and how failures are reported.
+    struct Stages
+    {
+        bool bFilterFrames;  // run the frame step (and report 11..77 and then nAfterFrames)
+        int nAfterFrames;
+        int nAfterEncode;
+        int nAfterAudio;
+        int nAfterMerge;
+        bool bFailWords;     // false: a failed stage leaves "resMsg" empty
+        bool bOutInParams;   // "sOutFile" goes to the parameter map, not the result map
+        bool bPictureMode;   // "bPicFlt" is honoured
+    };
+
+    // Progress to send for frame i of n, or -1 for none: 11 + i / n * 66 on every
+    // multiple of n / 66, and on every frame when there are fewer than 66.
+    static int FrameProgress(int i, int n);
+
+    ~CFrameSeqWork() override;
+
+protected:
+    CFrameSeqWork(int type, const Stages& stages);
+
+    // The configured filter for the frames, or null when the work has its own step.
+    virtual std::unique_ptr<CFilter> CreateFilter() { return nullptr; }
+    // Rewrites the frame file in place; a frame that fails keeps its decoded content.
+    virtual void FilterFrame(const QString& file);
+    // Writes the filtered picture in to out; false when nothing was written.
+    virtual bool FilterPicture(const QString& in, const QString& out);
+
+    void DoWork() override;
+
+private:
+    void RunVideo(const QString& sFile, const QString& sSaveDir);
+    void RunPicture(const QString& sFile, const QString& sSaveDir);
+    // Fails with word (or only logs it, for works that stop silently).
+    void StageFailed(const char* word);
+
+    const Stages m_stages;
+    std::unique_ptr<CFilter> m_pFilter;
+};
