@@ -3,7 +3,9 @@
 #include "base/PubUtils.h"
 #include "core/CData.h"
 #include "store/CDBStore.h"
+#include "works/analysis/CDetMoveWork.h"
 #include "works/analysis/CDetVoiceWork.h"
+#include "works/analysis/CSplitMoveWork.h"
 
 #include <QDir>
 #include <QThread>
@@ -74,6 +76,8 @@ CDetWork* CObjLibImp::CreateWork(int type)
     CDetWork* work = nullptr;
     if (IsKnownType(type)) {
         switch (type) {
+        case 2: work = new (std::nothrow) CDetMoveWork; break;
+        case 4: work = new (std::nothrow) CSplitMoveWork; break;
         case 5: work = new (std::nothrow) CDetVoiceWork; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
