@@ -122,7 +122,6 @@ QVariantList CMoveAnalysis::Events() const
 
 QString CMoveAnalysis::Run(const std::function<bool()>& keepGoing, const std::function<void(int)>& progress)
 {
-    static const char* const func = "CMoveAnalysis::Run";
     const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
     const QFileInfo input(sFile);
     if (sFile.isEmpty() || !input.isFile() || !input.isReadable() || input.size() == 0)
@@ -130,57 +129,72 @@ QString CMoveAnalysis::Run(const std::function<bool()>& keepGoing, const std::fu
     const QString path = input.absoluteFilePath();
 
     CDBStore* store = CDBStore::GetInstance();
-    QString opened;
     auto closeModel = qScopeGuard([&] {
-        if (!opened.isEmpty())
-            store->CloseModelTable(opened);
+        if (!m_sModel.isEmpty())
+            store->CloseModelTable(m_sModel);
     });
+    // Without an open store the work still measures; it only keeps nothing.
+    const bool useStore = !store->CataloguePath().isEmpty();
     VideoFileRecord record;
     qint64 resumeAfter = -1;
-    // Without an open store the work still measures; it only keeps nothing.
-    if (!store->CataloguePath().isEmpty()) {
-        const int status = store->GetVideoFile(path, record, true, 2);
-        if (status == -4)
-            return QStringLiteral("read_input_failed");
-        if (status != 0 || record.model.isEmpty() || store->OpenModelTable(record.model, 2) != 0)
-            return QStringLiteral("store_write_failed");
-        opened = m_sModel = record.model;
-        QList<MoveDataRow> rows;
-        if (store->GetDataMove(m_sModel, rows, 0, std::numeric_limits<qint64>::max()) != 0)
-            return QStringLiteral("store_write_failed");
-        Block first, last;
-        if (!rows.isEmpty()) {
-            const bool same = UnpackBlock(rows.first().psnr, &first) && first.step == m_nStep
-                              && std::equal(first.rect, first.rect + 4, m_aRect);
-            if (same) {
-                for (const MoveDataRow& row : rows)
-                    m_vSamples.append(Sample{row.id, row.time, row.diff});
-                if (UnpackBlock(rows.last().psnr, &last) && last.last) {
-                    progress(100);
-                    return QString();
-                }
-                resumeAfter = rows.last().id;
-            } else {
-                // Stored rows of another step or region would mix two measures.
-                ZRLOG(WorkBaseData::LOG_INFO, func, "model %s holds other settings, measuring without it",
-                      qUtf8Printable(m_sModel));
-                store->CloseModelTable(m_sModel);
-                opened.clear();
-                m_sModel.clear();
-                record = VideoFileRecord();
-            }
+    bool complete = false;
+    QString failure;
+    if (useStore) {
+        const int status = store->GetVideoFile(path, record, false, 2);
+        if (status != 0)
+            return QLatin1String(status == -4 ? "read_input_failed" : "store_write_failed");
+        // A file analysed before is answered from its rows without opening the video.
+        if (!record.key.isEmpty() && !(failure = LoadStored(record, &resumeAfter, &complete)).isEmpty())
+            return failure;
+        if (complete) {
+            progress(100);
+            return QString();
         }
     }
-    return Decode(keepGoing, progress, resumeAfter, record);
-}
 
-QString CMoveAnalysis::Decode(const std::function<bool()>& keepGoing, const std::function<void(int)>& progress,
-                              qint64 resumeAfter, const VideoFileRecord& record)
-{
-    const QString path = QFileInfo(m_mapParams.value(QStringLiteral("sFile")).toString()).absoluteFilePath();
     cv::VideoCapture capture;
     if (!capture.open(path.toLocal8Bit().toStdString(), cv::CAP_FFMPEG))
         return QStringLiteral("read_input_failed");
+    // Only a file that opens as a video gets a catalogue row.
+    if (useStore && record.key.isEmpty()) {
+        if (store->GetVideoFile(path, record, true, 2) != 0 || record.key.isEmpty())
+            return QStringLiteral("store_write_failed");
+        if (!(failure = LoadStored(record, &resumeAfter, &complete)).isEmpty())
+            return failure;
+    }
+    return Decode(capture, keepGoing, progress, resumeAfter, record);
+}
+
+QString CMoveAnalysis::LoadStored(const VideoFileRecord& record, qint64* resumeAfter, bool* complete)
+{
+    CDBStore* store = CDBStore::GetInstance();
+    if (record.model.isEmpty() || store->OpenModelTable(record.model, 2) != 0)
+        return QStringLiteral("store_write_failed");
+    m_sModel = record.model;
+    QList<MoveDataRow> rows;
+    if (store->GetDataMove(m_sModel, rows, 0, std::numeric_limits<qint64>::max()) != 0)
+        return QStringLiteral("store_write_failed");
+    Block first, last;
+    if (rows.isEmpty())
+        return QString();
+    if (!UnpackBlock(rows.first().psnr, &first) || first.step != m_nStep || !std::equal(first.rect, first.rect + 4, m_aRect)) {
+        // Stored rows of another step or region would mix two measures.
+        ZRLOG(WorkBaseData::LOG_INFO, "CMoveAnalysis::LoadStored", "model %s holds other settings, measuring without it",
+              qUtf8Printable(m_sModel));
+        store->CloseModelTable(m_sModel);
+        m_sModel.clear();
+        return QString();
+    }
+    for (const MoveDataRow& row : rows)
+        m_vSamples.append(Sample{row.id, row.time, row.diff});
+    *complete = UnpackBlock(rows.last().psnr, &last) && last.last;
+    *resumeAfter = rows.last().id;
+    return QString();
+}
+
+QString CMoveAnalysis::Decode(cv::VideoCapture& capture, const std::function<bool()>& keepGoing,
+                              const std::function<void(int)>& progress, qint64 resumeAfter, const VideoFileRecord& record)
+{
     double fps = capture.get(cv::CAP_PROP_FPS);
     if (!(fps > 0 && fps < 1000))
         fps = 25;
@@ -195,7 +209,7 @@ QString CMoveAnalysis::Decode(const std::function<bool()>& keepGoing, const std:
         area = whole;
 
     CDBStore* store = CDBStore::GetInstance();
-    if (!record.key.isEmpty() && record.width == 0 && width > 0) {
+    if (!m_sModel.isEmpty() && record.width == 0 && width > 0) {
         const QVariantMap size{{QStringLiteral("width"), width},
                                {QStringLiteral("height"), height},
                                {QStringLiteral("duration"), frames > 0 ? qRound64(frames * 1000.0 / fps) : 0}};

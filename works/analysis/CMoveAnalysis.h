@@ -14,6 +14,10 @@
 #include <array>
 #include <functional>
 
+namespace cv {
+class VideoCapture;
+}
+
 /**
  * One analysis of one video with the normalised parameters of the motion works
  * (CMoveWorkBase::Normalise). Pure parts (events, block layout) are static.
@@ -73,8 +77,11 @@ public:
     QString Model() const { return m_sModel; }
 
 private:
-    QString Decode(const std::function<bool()>& keepGoing, const std::function<void(int)>& progress,
-                   qint64 resumeAfter, const VideoFileRecord& record);
+    // Opens record's model and takes its rows when they were made with this step and
+    // region; "" or a failure word.
+    QString LoadStored(const VideoFileRecord& record, qint64* resumeAfter, bool* complete);
+    QString Decode(cv::VideoCapture& capture, const std::function<bool()>& keepGoing,
+                   const std::function<void(int)>& progress, qint64 resumeAfter, const VideoFileRecord& record);
     bool Flush(QList<MoveDataRow>& pending, int keep);
 
     QVariantMap m_mapParams;

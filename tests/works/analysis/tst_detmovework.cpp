@@ -260,6 +260,53 @@ private Q_SLOTS:
         QCOMPARE(StoreTest::Query(model, "SELECT group_concat(id || '@' || time || '=' || diff, ' ') FROM (SELECT * FROM tb_data_2 ORDER BY id)"),
                  QStringList{m_sStep1});
     }
+    // Each bad input ends its run with one finished map naming it, and no catalogue row.
+    void failures_data()
+    {
+        QTest::addColumn<QString>("input"); // "<none>", "<dir>", "<audio>", else the content
+        QTest::newRow("missing") << "<none>";
+        QTest::newRow("folder") << "<dir>";
+        QTest::newRow("empty") << "";
+        QTest::newRow("not media") << "just text\n";
+        QTest::newRow("audio only") << "<audio>";
+    }
+
+    void failures()
+    {
+        QFETCH(QString, input);
+        const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
+        QString file = dir + "/-in put.mp4";
+        QVERIFY(QDir().mkpath(dir));
+        if (input == "<dir>")
+            QVERIFY(QDir().mkpath(file));
+        else if (input == "<audio>")
+            QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "sine=d=1", file}), 0);
+        else if (input != "<none>")
+            QVERIFY(StoreTest::WriteFile(file, input.toUtf8()));
+        const QVariantMap res = Run({{"sFile", file}});
+        QCOMPARE(res.value("resMsg").toString(), QString("read_input_failed"));
+        QVERIFY(!res.contains("sModel"));
+        QCOMPARE(StoreTest::Query(CDBStore::GetInstance()->CataloguePath(), "SELECT COUNT(*) FROM tb_VideoFile_2 WHERE path LIKE '%/bad/%'"),
+                 QStringList{"0"});
+    }
+
+    // A model that refuses rows fails the run with nothing half-written; once it takes
+    // rows again the next run fills it.
+    void storeRefusesRows()
+    {
+        const QString clip = m_tmp.filePath("sound.mp4");
+        QVERIFY(MakeMoveClip(clip, true));
+        VideoFileRecord record;
+        QCOMPARE(CDBStore::GetInstance()->GetVideoFile(clip, record, true, 2), 0);
+        StoreTest::Query(record.model, "create table tb_data_2 (id bigint primary key,time bigint not null,diff int not null,psnr blob)");
+        StoreTest::Query(record.model, "CREATE TRIGGER full BEFORE INSERT ON tb_data_2 WHEN NEW.id >= 30 BEGIN SELECT RAISE(ABORT, 'disk full'); END");
+        QCOMPARE(Run({{"sFile", clip}}), (QVariantMap{{"resMsg", "store_write_failed"}, {"nFrameStep", 1}, {"nDecoded", 100},
+                                                      {"sModel", record.model}}));
+        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) FROM tb_data_2"), QStringList{"0"});
+        StoreTest::Query(record.model, "DROP TRIGGER full");
+        QCOMPARE(Run({{"sFile", clip}}).value("nDecoded").toInt(), 100);
+        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) FROM tb_data_2"), QStringList{"100"});
+    }
 };
 
 QTEST_GUILESS_MAIN(TstDetMoveWork)
