@@ -1,6 +1,6 @@
 // zrwork's motion commands as a user runs them: real process, library, OpenCV, ffmpeg.
 
-#include "works/analysis/MoveClip.h"
+#include "works/analysis/MoveTestUtil.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -1,7 +1,6 @@
 // Split by motion: the cut files, the CSV and the joined file of the generated clip.
 
-#include "MoveClip.h"
-#include "TestHost.h"
+#include "MoveTestUtil.h"
 #include "core/CObjLibImp.h"
 #include "works/analysis/CSplitMoveWork.h"
 
@@ -34,18 +33,6 @@ class TstSplitMoveWork : public QObject
     CWorkLib* m_pLib = nullptr;
     QString m_sClip;
 
-    QVariantMap Run(const QVariantMap& params)
-    {
-        TestHost::Clear();
-        CDetWork* work = m_pLib->CreateWork(4);
-        work->SetParams(params);
-        work->StartWork();
-        work->JoinWork(120000);
-        m_pLib->ReleaseWork(work);
-        const auto finished = TestHost::Of(WorkLibRs_Finished);
-        return finished.size() == 1 ? finished.first().toMap().value("res_data").toMap() : QVariantMap{{"runs", finished.size()}};
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
@@ -63,7 +50,7 @@ private Q_SLOTS:
     void cutsListsAndJoins()
     {
         const QString saveDir = m_tmp.filePath("it's out"), folder = saveDir + "/clip";
-        const QVariantMap res = Run({{"sFile", m_sClip}, {"sSaveDir", saveDir}, {"nStep", 3}, {"bMergeVideo", true}});
+        const QVariantMap res = RunWork(m_pLib, 4, {{"sFile", m_sClip}, {"sSaveDir", saveDir}, {"nStep", 3}, {"bMergeVideo", true}});
         QCOMPARE(res.value("resMsg").toString(), QString());
         QCOMPARE(res.value("nFindNum").toInt(), 2);
         QCOMPARE(res.value("sOutDir").toString(), folder);
@@ -96,7 +83,7 @@ private Q_SLOTS:
         QFETCH(QString, saveDir);
         QFETCH(QString, resMsg);
         const QVariantMap res =
-            Run({{"sFile", m_tmp.filePath(file)}, {"sSaveDir", saveDir.isEmpty() ? "" : m_tmp.filePath(saveDir)}});
+            RunWork(m_pLib, 4, {{"sFile", m_tmp.filePath(file)}, {"sSaveDir", saveDir.isEmpty() ? "" : m_tmp.filePath(saveDir)}});
         QCOMPARE(res.value("resMsg").toString(), resMsg);
         QVERIFY(!QFileInfo::exists(m_tmp.filePath("out")));
     }
