@@ -18,6 +18,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -113,12 +114,25 @@ int main(int argc, char** argv)
                     WorkBaseData::CData::GetInstance()->GetStep(index), Median(t), bareS / Median(t));
     }
 
+    // Each stored run needs a file the catalogue has not seen: a copy with one more
+    // trailing byte each time (demuxers skip it; the fingerprint does not).
     CDBStore::GetInstance()->InitDBTable({{QStringLiteral("saveDir"), tmp.filePath(QStringLiteral("store"))}});
     qint64 rows = 0;
-    const double first = Seconds([&] { rows = Analyse(file, 0); });
-    const double second = Seconds([&] { Analyse(file, 0); });
-    std::printf("store, first run, step 1:    %.3f s  ratio %.3f to the bare loop, %.0f rows/s\n", first, first / bareS,
-                rows / first);
-    std::printf("store, second (stored) run:  %.3f s  %.4f of the first\n", second, second / first);
+    std::vector<double> bare2, first, second;
+    for (int i = 0; i < runs; ++i) {
+        const QString copy = tmp.filePath(QStringLiteral("copy%1.mp4").arg(i));
+        QFile::copy(file, copy);
+        QFile tail(copy);
+        if (!tail.open(QIODevice::Append) || tail.write(QByteArray(i + 1, '\0')) != i + 1)
+            return 1;
+        tail.close();
+        bare2.push_back(Seconds([&] { BareDecode(copy); }));
+        first.push_back(Seconds([&] { rows = Analyse(copy, 0); }));
+        second.push_back(Seconds([&] { Analyse(copy, 0); }));
+        QFile::remove(copy);
+    }
+    std::printf("store, first run, step 1:    %.3f s  ratio %.3f to the bare loop (%.3f s), %.0f rows/s\n", Median(first),
+                Median(first) / Median(bare2), Median(bare2), rows / Median(first));
+    std::printf("store, second (stored) run:  %.3f s  %.4f of the first\n", Median(second), Median(second) / Median(first));
     return rows > 0 ? 0 : 1;
 }

@@ -27,7 +27,7 @@
  * regular file, or no video stream OpenCV can decode), "store_write_failed" (the
  * catalogue or the model cannot be read or written; the rows of earlier transactions
  * stay and a later run resumes after them), "task_stopped" (StopWork; the rows
- * measured so far are stored).
+ * measured so far are stored, but the newest, which the next run measures again).
  *
  * QueryWork answers {"type": "detVideoImg", "file": path} with the file's first frame.
  */

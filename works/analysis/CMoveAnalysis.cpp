@@ -278,7 +278,9 @@ QString CMoveAnalysis::Decode(cv::VideoCapture& capture, const std::function<boo
         lastBlock.last = true;
         pending.last().psnr = PackBlock(lastBlock);
     }
-    if (!Flush(pending, 0))
+    // A stopped run keeps its newest row back: the resumed run measures that frame again
+    // and can still mark it as the last one if the video ends there.
+    if (!Flush(pending, stopped ? 1 : 0))
         return QStringLiteral("store_write_failed");
     if (stopped)
         return QStringLiteral("task_stopped");

@@ -64,7 +64,8 @@ public:
     /**
      * Runs the analysis. keepGoing is asked between frames; progress gets 0..100 by
      * frames read. Returns "" or a failure word: "read_input_failed",
-     * "store_write_failed", "task_stopped" (the rows measured so far are stored).
+     * "store_write_failed", "task_stopped" (the rows measured so far are stored but
+     * the newest, which the resumed run measures again).
      */
     QString Run(const std::function<bool()>& keepGoing, const std::function<void(int)>& progress);
 
