@@ -42,11 +42,6 @@ private Q_SLOTS:
         QVERIFY(MakeMoveClip(m_sClip));
     }
 
-    void concatLine()
-    {
-        QCOMPARE(CSplitMoveWork::ConcatLine("/a/it's/b.mp4"), QString("file '/a/it'\\''s/b.mp4'"));
-    }
-
     void cutsListsAndJoins()
     {
         const QString saveDir = m_tmp.filePath("it's out"), folder = saveDir + "/clip";
