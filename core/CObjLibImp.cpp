@@ -4,7 +4,9 @@
 #include "core/CData.h"
 #include "store/CDBStore.h"
 #include "work/CWorkBase.h"
+#include "works/analysis/CDetMoveWork.h"
 #include "works/analysis/CDetVoiceWork.h"
+#include "works/analysis/CSplitMoveWork.h"
 #include "works/filter/CDetAFltAudio2Text.h"
 #include "works/filter/CDetAFltRnSilenceWork.h"
 #include "works/filter/CDetAFltRnnoiseWork.h"
@@ -81,13 +83,15 @@ CDetWork* CObjLibImp::CreateWork(int type)
     CDetWork* work = nullptr;
     if (IsKnownType(type)) {
         switch (type) {
+        case 2: work = new (std::nothrow) CDetMoveWork; break;
+        case 4: work = new (std::nothrow) CSplitMoveWork; break;
         case 5: work = new (std::nothrow) CDetVoiceWork; break;
-        case 9: work = new (std::nothrow) CDetAFltRnSilenceWork; break;
-        case 12: work = new (std::nothrow) CDetAFltAudio2Text; break;
         case 6: work = new (std::nothrow) CDetVFltResGainWork; break;
         case 7: work = new (std::nothrow) CDetVFltNeuStyleWork; break;
         case 8: work = new (std::nothrow) CDetVFltWaifu2x; break;
+        case 9: work = new (std::nothrow) CDetAFltRnSilenceWork; break;
         case 10: work = new (std::nothrow) CDetAFltRnnoiseWork; break;
+        case 12: work = new (std::nothrow) CDetAFltAudio2Text; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
     }

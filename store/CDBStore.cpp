@@ -556,3 +556,53 @@ int CDBStore::InsertDataMove(QString mode, const MoveDataRow& row)
         return 0;
     });
 }
+
+int CDBStore::InsertDataMoves(QString mode, const QList<MoveDataRow>& rows)
+{
+    static const char* const func = "CDBStore::InsertDataMoves";
+    if (!CheckModelOpen(func, mode))
+        return -1;
+    if (rows.isEmpty())
+        return 0;
+    return RunSql(func, -1, [&] {
+        Transaction transaction(ConnectionPool::instance().database(mode));
+        InsertQuery insert = transaction.insertInto(QStringLiteral("tb_data_2 (id, time, diff, psnr)"));
+        for (const MoveDataRow& row : rows)
+            insert.values(row.id, row.time, row.diff,
+                          QByteArray(reinterpret_cast<const char*>(row.psnr.data()), MoveDataRow::kPsnrSize));
+        insert.exec();
+        transaction.commit();
+        return 0;
+    });
+}
+
+int CDBStore::GetDataMove(QString mode, QList<MoveDataRow>& rows, qint64 fromId, qint64 toId)
+{
+    static const char* const func = "CDBStore::GetDataMove";
+    if (!CheckModelOpen(func, mode))
+        return -1;
+    QList<MoveDataRow> found;
+    const int status = RunSql(func, -3, [&] {
+        found.clear();
+        Transaction transaction(ConnectionPool::instance().database(mode));
+        QueryResult result = transaction.execQuery(QStringLiteral("SELECT id, time, diff, psnr FROM %1 WHERE id >= %2 AND id <= %3 ORDER BY id")
+                                                       .arg(DataTable(2))
+                                                       .arg(std::max<qint64>(fromId, 0))
+                                                       .arg(toId));
+        while (result.next()) {
+            MoveDataRow row;
+            row.id = result.value(0).toLongLong();
+            row.time = result.value(1).toLongLong();
+            row.diff = result.value(2).toInt();
+            const QByteArray psnr = result.value(3).toByteArray();
+            // A short blob leaves the rest of the block zero, never a read past its end.
+            std::memcpy(row.psnr.data(), psnr.constData(), std::min<size_t>(psnr.size(), row.psnr.size()));
+            found.append(row);
+        }
+        return 0;
+    });
+    if (status != 0)
+        return status;
+    rows.append(found);
+    return 0;
+}

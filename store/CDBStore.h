@@ -55,6 +55,11 @@ public:
     int GetDataFace(QString mode, QList<FaceDataRow>& rows, qint64 fromId, qint64 toId);
     // -1 mode not open or SQL failure.
     int InsertDataMove(QString mode, const MoveDataRow& row);
+    // All rows in one transaction: every row is stored or none. -1 mode not open or SQL failure.
+    int InsertDataMoves(QString mode, const QList<MoveDataRow>& rows);
+    // Appends the move rows of frames max(fromId, 0) .. toId in frame order. -1 mode not
+    // open, -3 SQL failure.
+    int GetDataMove(QString mode, QList<MoveDataRow>& rows, qint64 fromId, qint64 toId);
 
     // The catalogue file; empty until InitDBTable succeeded.
     QString CataloguePath() const;

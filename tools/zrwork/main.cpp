@@ -6,6 +6,7 @@
 #include "CSegmentJoiner.h"
 #include "CmdAudio.h"
 #include "CmdFilter.h"
+#include "CmdMotion.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -188,6 +189,10 @@ int main(int argc, char** argv)
         return CmdStyles();
     if (command == QLatin1String("reencode"))
         return CmdReencode(args);
+    if (command == QLatin1String("motion"))
+        return CmdMotion(args);
+    if (command == QLatin1String("split"))
+        return CmdSplit(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;

@@ -1,0 +1,59 @@
+// zrwork's motion commands as a user runs them: real process, library, OpenCV, ffmpeg.
+
+#include "works/analysis/MoveTestUtil.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <opencv2/imgcodecs.hpp>
+
+class TstZrworkMotion : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_tmp;
+
+    // Exit status and the printed map.
+    QPair<int, QVariantMap> Zrwork(const QStringList& args)
+    {
+        QProcess p;
+        p.start(qEnvironmentVariable("ZRW_BIN_DIR") + "/zrwork", args);
+        if (!p.waitForFinished(120000))
+            p.kill();
+        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
+                QJsonDocument::fromJson(p.readAllStandardOutput()).object().toVariantMap()};
+    }
+
+private Q_SLOTS:
+    void motionPlotListSplit()
+    {
+        const QString clip = m_tmp.filePath("clip.mp4"), store = m_tmp.filePath("store"), plot = m_tmp.filePath("plot.png");
+        QVERIFY(MakeMoveClip(clip));
+        auto r = Zrwork({"motion", clip, "--store", store, "--step", "3", "--plot", plot});
+        QCOMPARE(r.first, 0);
+        const QVariantList events{QVariantMap{{"startTs", 3}, {"endTs", 5}}, QVariantMap{{"startTs", 8}, {"endTs", 9}}};
+        QCOMPARE(r.second.value("res_data").toMap().value("lstEvents"), QVariant(events));
+        const cv::Mat picture = cv::imread(plot.toStdString());
+        QCOMPARE(picture.cols * 10000 + picture.rows, 1000 * 10000 + 300);
+
+        r = Zrwork({"motion", clip, "--store", store, "--step", "3"});
+        QCOMPARE(r.second.value("res_data").toMap().value("nDecoded").toInt(), 0);
+        QCOMPARE(Zrwork({"list", "--store", store, "--model", "move"}).second.value("total").toInt(), 1);
+
+        r = Zrwork({"split", clip, "--save-dir", m_tmp.filePath("out"), "--store", store, "--step", "3", "--merge"});
+        QCOMPARE(r.first, 0);
+        QCOMPARE(r.second.value("res_data").toMap().value("nFindNum").toInt(), 2);
+        QVERIFY(QFileInfo(m_tmp.filePath("out/clip/azr-clip.mp4")).size() > 0);
+    }
+
+    void usageErrors()
+    {
+        QCOMPARE(Zrwork({"motion", "x.mp4"}).first, 2); // no --store
+        QCOMPARE(Zrwork({"split", "x.mp4", "--save-dir", "o", "--step", "7"}).first, 2); // step outside the table
+    }
+};
+
+QTEST_GUILESS_MAIN(TstZrworkMotion)
+#include "tst_zrworkmotion.moc"

@@ -1,0 +1,33 @@
+#pragma once
+// The motion tests' clip (ten seconds of a still 160x120 picture at 10 fps with a white
+// square that moves only from 3 s to 5 s and from 8 s to 9 s) and one whole run.
+
+#include "TestHost.h"
+#include "core/CWorkLib.h"
+
+#include <QProcess>
+
+inline bool MakeMoveClip(const QString& path, bool withAudio = false)
+{
+    QStringList args{"-v", "error", "-y", "-f", "lavfi", "-i", "color=c=0x406080:s=160x120:r=10:d=10",
+                     "-f", "lavfi", "-i", "color=c=white:s=40x40:r=10:d=10"};
+    if (withAudio)
+        args << "-f" << "lavfi" << "-i" << "sine=d=10";
+    args << "-filter_complex"
+         << "[0][1]overlay=x='if(lt(t,3),0,if(lt(t,5),(t-3)*60,if(lt(t,8),120,if(lt(t,9),120-(t-8)*120,0))))':y=40:eval=frame"
+         << "-c:v" << "libx264" << "-pix_fmt" << "yuv420p" << path;
+    return QProcess::execute("ffmpeg", args) == 0;
+}
+
+// The result map of one run, or {"runs": n} when not exactly one finished map came.
+inline QVariantMap RunWork(CWorkLib* lib, int type, const QVariantMap& params)
+{
+    TestHost::Clear();
+    CDetWork* work = lib->CreateWork(type);
+    work->SetParams(params);
+    work->StartWork();
+    work->JoinWork(120000);
+    lib->ReleaseWork(work);
+    const auto finished = TestHost::Of(WorkLibRs_Finished);
+    return finished.size() == 1 ? finished.first().toMap().value("res_data").toMap() : QVariantMap{{"runs", finished.size()}};
+}

@@ -1,0 +1,242 @@
+// Motion detection: events, row block and parameters on their own, then runs on a
+// generated clip whose motion is known, without and with the model store.
+
+#include "MoveTestUtil.h"
+#include "core/CObjLibImp.h"
+#include "store/CDBStore.h"
+#include "store/StoreTestUtil.h"
+#include "works/analysis/CDetMoveWork.h"
+#include "works/analysis/CMoveAnalysis.h"
+
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+
+QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
+{
+    QVariantList out;
+    for (const auto& p : list)
+        out.append(QVariantMap{{"startTs", p.first}, {"endTs", p.second}});
+    return out;
+}
+
+// Analyses file at step index 1 (3 frames), stopping after stopAfter frames; the
+// failure word and the samples as "id@ms=diff ..." text.
+QPair<QString, QString> Analyse(const QString& file, int stopAfter = 1000)
+{
+    bool ok = true;
+    CMoveAnalysis analysis(CMoveWorkBase::Normalise({{"sFile", file}, {"nStep", 1}}, 2, &ok));
+    int calls = 0;
+    const QString res = analysis.Run([&] { return ++calls <= stopAfter; }, [](int) {});
+    QStringList out;
+    for (const auto& s : analysis.Samples())
+        out << QString("%1@%2=%3").arg(s.id).arg(s.timeMs).arg(s.diff);
+    return {res, out.join(' ')};
+}
+
+} // namespace
+
+class TstDetMoveWork : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_tmp;
+    CWorkLib* m_pLib = nullptr;
+    QString m_sClip;
+    QString m_sStep3; // the clip's samples every 3 frames, measured without the store
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        TestHost::Install({{"appData", m_tmp.path()}});
+        m_pLib = WorkBaseData::CData::GetInstance()->GetWorkLib();
+        m_sClip = m_tmp.filePath("clip.mp4");
+        QVERIFY(MakeMoveClip(m_sClip));
+    }
+
+    void events_data()
+    {
+        QTest::addColumn<QVector<int>>("diffs"); // one sample a second
+        QTest::addColumn<int>("level");
+        QTest::addColumn<double>("minSec");
+        QTest::addColumn<double>("gapSec");
+        QTest::addColumn<QVariantList>("expected");
+        const QVector<int> two{0, 0, 0, 0, 8, 8, 0, 0, 0, 8};
+        QTest::newRow("two events") << two << 2 << 0.0 << 1.0 << Spans({{3, 5}, {8, 9}});
+        QTest::newRow("level 0: all moves") << two << 0 << 0.0 << 1.0 << Spans({{0, 9}});
+        QTest::newRow("gap joins") << two << 2 << 0.0 << 3.5 << Spans({{3, 9}});
+        QTest::newRow("gap exactly apart") << two << 2 << 0.0 << 3.0 << Spans({{3, 5}, {8, 9}});
+        QTest::newRow("short dropped") << two << 2 << 1.5 << 1.0 << Spans({{3, 5}});
+        QTest::newRow("exact length kept") << two << 2 << 1.0 << 1.0 << Spans({{3, 5}, {8, 9}});
+        QTest::newRow("moves from the first") << QVector<int>{5, 5, 0} << 2 << 0.0 << 0.0 << Spans({{0, 1}});
+    }
+
+    void events()
+    {
+        QFETCH(QVector<int>, diffs);
+        QFETCH(int, level);
+        QFETCH(double, minSec);
+        QFETCH(double, gapSec);
+        QFETCH(QVariantList, expected);
+        QVector<CMoveAnalysis::Sample> samples;
+        for (int i = 0; i < diffs.size(); ++i)
+            samples.append({i * 10, i * 1000, diffs.at(i)});
+        QCOMPARE(CMoveAnalysis::FindEvents(samples, level, minSec, gapSec), expected);
+    }
+
+    void block()
+    {
+        CMoveAnalysis::Block in{37.5, Q_UINT64_C(0x8000000000000001), 10, {0, 0, 640, 0}, true}, out;
+        const CMoveAnalysis::RawBlock raw = CMoveAnalysis::PackBlock(in);
+        QCOMPARE(QByteArray(reinterpret_cast<const char*>(raw.data()), 41).toHex(),
+                 QByteArray("5a524d31" "0000000000c04240" "0100000000000080" "0a000000" "00000000" "00000000" "80020000"
+                            "00000000" "01"));
+        QVERIFY(CMoveAnalysis::UnpackBlock(raw, &out));
+        QCOMPARE(std::make_tuple(out.psnr, out.signature, out.step, out.rect[2], out.last),
+                 std::make_tuple(37.5, in.signature, 10, 640, true));
+        QVERIFY(!CMoveAnalysis::UnpackBlock(CMoveAnalysis::RawBlock{}, &out));
+    }
+
+    // The shared SetParams body of both motion works, reached through the factory.
+    void setParams_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QVariantMap>("params");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QString>("expected"); // the normalised map's values in key order
+        QTest::newRow("defaults") << 2 << QVariantMap{{"sFile", "a"}} << true << "1 0 2 0 0 0 0 0 a";
+        QTest::newRow("clamped") << 2 << QVariantMap{{"nStep", 9}, {"nLevel", -3}, {"nRectW", -5}, {"dMinSec", -1.0}, {"user_x", "u"}}
+                                 << false << "1 0 0 0 0 0 0 6  u";
+        QTest::newRow("texts") << 2 << QVariantMap{{"nLevel", "7"}, {"dGapSec", "0.5"}, {"nStep", "x"}} << false << "0.5 0 7 0 0 0 0 0 ";
+        QTest::newRow("split keys") << 4 << QVariantMap{{"sSaveDir", "/o"}, {"bMergeVideo", true}} << true << "true 1 0 2 0 0 0 0 0  /o";
+    }
+
+    void setParams()
+    {
+        QFETCH(int, type);
+        QFETCH(QVariantMap, params);
+        QFETCH(bool, ok);
+        QFETCH(QString, expected);
+        CDetWork* work = m_pLib->CreateWork(type);
+        QCOMPARE(work->SetParams(params), ok);
+        QStringList values;
+        for (const QVariant& v : dynamic_cast<CWorkBase*>(work)->Params())
+            values << v.toString();
+        QCOMPARE(values.join(' '), expected);
+        m_pLib->ReleaseWork(work);
+    }
+
+    void query()
+    {
+        CDetWork* work = m_pLib->CreateWork(2);
+        QVariantMap got;
+        QCOMPARE(work->QueryWork({{"type", "detVideoImg"}, {"file", m_sClip}}, [&](const QVariantMap& m) { got = m; return true; }), false);
+        QCOMPARE(got.value("desImage").value<QImage>().size(), QSize(160, 120));
+        m_pLib->ReleaseWork(work);
+    }
+
+    // Before InitModelStore: the work measures and reports, keeping nothing.
+    void withoutStore_data()
+    {
+        QTest::addColumn<int>("step");
+        QTest::addColumn<double>("seconds"); // of one sampling step
+        QTest::newRow("every frame") << 0 << 0.1;
+        QTest::newRow("every 10th frame") << 3 << 1.0;
+    }
+
+    void withoutStore()
+    {
+        QFETCH(int, step);
+        QFETCH(double, seconds);
+        const QVariantMap res = RunWork(m_pLib, 2, {{"sFile", m_sClip}, {"nStep", step}});
+        QCOMPARE(res.value("resMsg").toString(), QString());
+        QCOMPARE(res.value("nSamples").toDouble(), 10 / seconds);
+        QCOMPARE(res.value("nDecoded").toInt(), 100);
+        QVERIFY(!res.contains("sModel"));
+        QCOMPARE(res.value("nFindNum").toInt(), 2);
+        const double truth[] = {3, 5, 8, 9};
+        int i = 0;
+        for (const QVariant& e : res.value("lstEvents").toList())
+            for (const char* key : {"startTs", "endTs"})
+                QVERIFY2(qAbs(e.toMap().value(key).toDouble() - truth[i++]) <= seconds + 1e-9, key);
+        QCOMPARE(TestHost::Of(WorkLibRs_Progress).last().toMap().value("nPos").toInt(), 100);
+        m_sStep3 = Analyse(m_sClip).second;
+    }
+
+    void storesRowsAndAnswersFromThem()
+    {
+        QVERIFY(m_pLib->InitModelStore(m_tmp.filePath("store")));
+        const QVariantMap first = RunWork(m_pLib, 2, {{"sFile", m_sClip}});
+        const QString model = first.value("sModel").toString();
+        QCOMPARE(StoreTest::Query(model, "SELECT COUNT(*) || ' ' || MIN(id) || ' ' || MAX(id) || ' ' || SUM(diff) || ' ' || "
+                                         "MAX(time) || ' ' || MIN(length(psnr)) FROM tb_data_2"),
+                 QStringList{"100 0 99 48 9900 256"});
+        QCOMPARE(StoreTest::Query(CDBStore::GetInstance()->CataloguePath(), "SELECT width || 'x' || height || ' ' || duration FROM tb_VideoFile_2"),
+                 QStringList{"160x120 10000"});
+        const QVariantMap second = RunWork(m_pLib, 2, {{"sFile", m_sClip}});
+        QCOMPARE(second.value("nDecoded").toInt(), 0);
+        QCOMPARE(second.value("lstEvents"), first.value("lstEvents"));
+    }
+
+    // A stopped analysis keeps its rows but the newest; the next run resumes after them and ends with
+    // the rows of an uninterrupted run.
+    void resumesAfterStop()
+    {
+        const QString clip = m_tmp.filePath("clip.mkv"); // the same pictures, other bytes
+        QVERIFY(MakeMoveClip(clip));
+        QCOMPARE(Analyse(clip, 40).first, QString("task_stopped"));
+        VideoFileRecord record;
+        CDBStore::GetInstance()->GetVideoFile(clip, record, false, 2);
+        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) || ' ' || MAX(id) FROM tb_data_2"), QStringList{"13 36"});
+        QCOMPARE(Analyse(clip), qMakePair(QString(), m_sStep3));
+        QCOMPARE(StoreTest::Query(record.model, "SELECT group_concat(id || '@' || time || '=' || diff, ' ') FROM (SELECT * FROM tb_data_2 ORDER BY id)"),
+                 QStringList{m_sStep3});
+    }
+
+    // Each bad input ends its run with one finished map naming it, and no catalogue row.
+    void failures_data()
+    {
+        QTest::addColumn<QString>("input"); // "<none>", "<dir>", "<audio>", else the content
+        QTest::newRow("missing") << "<none>";
+        QTest::newRow("folder") << "<dir>";
+        QTest::newRow("empty") << "";
+        QTest::newRow("not media") << "just text\n";
+        QTest::newRow("audio only") << "<audio>";
+    }
+
+    void failures()
+    {
+        QFETCH(QString, input);
+        const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag()), file = dir + "/-in put.mp4";
+        QVERIFY(QDir().mkpath(input == "<dir>" ? file : dir));
+        if (input == "<audio>")
+            QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "sine=d=1", file}), 0);
+        else if (!input.startsWith("<"))
+            QVERIFY(StoreTest::WriteFile(file, input.toUtf8()));
+        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", file}}), (QVariantMap{{"resMsg", "read_input_failed"}, {"nFrameStep", 1}, {"nDecoded", 0}}));
+        QCOMPARE(StoreTest::Query(CDBStore::GetInstance()->CataloguePath(), "SELECT COUNT(*) FROM tb_VideoFile_2 WHERE path LIKE '%/bad/%'"),
+                 QStringList{"0"});
+    }
+
+    // A model that refuses rows fails the run with nothing half-written; once it takes
+    // rows again the next run fills it.
+    void storeRefusesRows()
+    {
+        const QString clip = m_tmp.filePath("sound.mp4");
+        QVERIFY(MakeMoveClip(clip, true));
+        VideoFileRecord record;
+        QCOMPARE(CDBStore::GetInstance()->GetVideoFile(clip, record, true, 2), 0);
+        StoreTest::Query(record.model, "create table tb_data_2 (id bigint primary key,time bigint not null,diff int not null,psnr blob)");
+        StoreTest::Query(record.model, "CREATE TRIGGER full BEFORE INSERT ON tb_data_2 WHEN NEW.id >= 30 BEGIN SELECT RAISE(ABORT, 'disk full'); END");
+        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", clip}}),
+                 (QVariantMap{{"resMsg", "store_write_failed"}, {"nFrameStep", 1}, {"nDecoded", 100}, {"sModel", record.model}}));
+        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) FROM tb_data_2"), QStringList{"0"});
+        StoreTest::Query(record.model, "DROP TRIGGER full");
+        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", clip}}).value("nDecoded").toInt(), 100);
+        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) FROM tb_data_2"), QStringList{"100"});
+    }
+};
+
+QTEST_GUILESS_MAIN(TstDetMoveWork)
+#include "tst_detmovework.moc"
