@@ -4,6 +4,7 @@
 #include "core/CData.h"
 #include "store/CDBStore.h"
 #include "works/analysis/CDetVoiceWork.h"
+#include "works/filter/CDPicFltPic2Text.h"
 
 #include <QDir>
 #include <QThread>
@@ -75,6 +76,7 @@ CDetWork* CObjLibImp::CreateWork(int type)
     if (IsKnownType(type)) {
         switch (type) {
         case 5: work = new (std::nothrow) CDetVoiceWork; break;
+        case 15: work = new (std::nothrow) CDPicFltPic2Text; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
     }
