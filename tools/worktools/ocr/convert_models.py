@@ -142,6 +142,124 @@ def squeezes_as_reshapes(model, dims, wide_axis):
         node.input.append(name)
 
 
+def consumers_of(graph):
+    users = {}
+    for node in graph.node:
+        for name in node.input:
+            users.setdefault(name, []).append(node)
+    for out in graph.output:
+        users.setdefault(out.name, []).append(None)
+    return users
+
+
+def rename_input(graph, old, new):
+    for node in graph.node:
+        for k, name in enumerate(node.input):
+            if name == old:
+                node.input[k] = new
+
+
+def scalar_operand(node, init):
+    # The constant operand of a Mul/Add/Div and the other input, or None.
+    for k in (0, 1):
+        other = node.input[1 - k]
+        if node.input[k] in init and other not in init:
+            return init[node.input[k]], other
+    return None
+
+
+def fold_into_convs(graph):
+    # Every conv is followed by a learned scalar affine (Mul, then Add); run without layer
+    # fusion that is two extra passes over the feature map, so it goes into the weights.
+    init = initialisers(graph)
+    tensors = {t.name: t for t in graph.initializer}
+    folded = 0
+    changed = True
+    while changed:
+        changed = False
+        users = consumers_of(graph)
+        for conv in graph.node:
+            if conv.op_type != 'Conv' or conv.input[1] not in tensors:
+                continue
+            after = users.get(conv.output[0], [])
+            if len(after) != 1 or after[0] is None or after[0].op_type not in ('Mul', 'Add'):
+                continue
+            op = after[0]
+            found = scalar_operand(op, init)
+            if found is None or found[0].size != 1:
+                continue
+            value = float(found[0].flatten()[0])
+            weight = numpy_helper.to_array(tensors[conv.input[1]]).astype(np.float32)
+            if len(conv.input) > 2 and conv.input[2]:
+                bias = numpy_helper.to_array(tensors[conv.input[2]]).astype(np.float32)
+            else:
+                bias = np.zeros(weight.shape[0], np.float32)
+            if op.op_type == 'Mul':
+                weight, bias = weight * value, bias * value
+            else:
+                bias = bias + value
+            folded += 1
+            wname, bname = '%s_w%d' % (conv.output[0], folded), '%s_b%d' % (conv.output[0], folded)
+            for name, arr in ((wname, weight), (bname, bias)):
+                t = numpy_helper.from_array(arr.astype(np.float32), name)
+                graph.initializer.append(t)
+                tensors[name] = t
+                init[name] = arr
+            del conv.input[1:]
+            conv.input.extend([wname, bname])
+            rename_input(graph, op.output[0], conv.output[0])
+            for out in graph.output:
+                if out.name == op.output[0]:
+                    out.name = conv.output[0]
+            graph.node.remove(op)
+            changed = True
+            break
+
+
+def hard_swishes(graph):
+    # x * Clip(x + 3, 0, 6) / 6 is x * HardSigmoid(x): two passes instead of four.
+    init = initialisers(graph)
+    users = consumers_of(graph)
+    producer = {o: n for n in graph.node for o in n.output}
+    doomed = []
+    for add in graph.node:
+        if add.op_type != 'Add':
+            continue
+        found = scalar_operand(add, init)
+        if found is None or found[0].size != 1 or float(found[0].flatten()[0]) != 3.0:
+            continue
+        x = found[1]
+        clip = users.get(add.output[0], [None])[0]
+        if clip is None or clip.op_type != 'Clip' or len(users[add.output[0]]) != 1:
+            continue
+        mul = users.get(clip.output[0], [None])[0]
+        if mul is None or mul.op_type != 'Mul' or set(mul.input) != {x, clip.output[0]}:
+            continue
+        div = users.get(mul.output[0], [None])[0]
+        if div is None or div.op_type != 'Div' or len(users[mul.output[0]]) != 1 \
+                or div.input[1] not in init or float(init[div.input[1]].flatten()[0]) != 6.0:
+            continue
+        gate = helper.make_node('HardSigmoid', [x], [add.output[0] + '_gate'], alpha=1.0 / 6, beta=0.5)
+        product = helper.make_node('Mul', [x, gate.output[0]], [div.output[0]])
+        doomed += [add, clip, mul, div]
+        graph.node.insert(list(graph.node).index(div), product)
+        graph.node.insert(list(graph.node).index(product), gate)
+    for node in doomed:
+        graph.node.remove(node)
+    del producer
+
+
+def unit_multiplies(graph):
+    init = initialisers(graph)
+    for node in list(graph.node):
+        if node.op_type == 'Mul':
+            found = scalar_operand(node, init)
+            if found is not None and found[0].size == 1 and float(found[0].flatten()[0]) == 1.0 \
+                    and node.output[0] not in {o.name for o in graph.output}:
+                rename_input(graph, node.output[0], found[1])
+                graph.node.remove(node)
+
+
 def drop_unused(graph):
     needed = {o.name for o in graph.output}
     kept = []
@@ -163,6 +281,9 @@ def main():
     constants_to_initialisers(graph)
     clip_inputs_to_attributes(graph)
     constant_reshape_targets(graph)
+    unit_multiplies(graph)
+    fold_into_convs(graph)
+    hard_swishes(graph)
     if kind == 'rec':
         layer_norms_as_matmuls(graph)
         squeezes_as_reshapes(model, [1, 3, 48, 320], 3)
