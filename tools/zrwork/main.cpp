@@ -3,6 +3,7 @@
 #include "CCliHost.h"
 #include "CParamParser.h"
 #include "CliCommon.h"
+#include "CmdOcr.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -132,6 +133,8 @@ int main(int argc, char** argv)
         return CmdVoice(args);
     if (command == QLatin1String("list"))
         return CmdList(args);
+    if (command == QLatin1String("ocr"))
+        return CmdOcr(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;
