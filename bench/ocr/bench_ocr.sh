@@ -32,21 +32,18 @@ render upside-down 1100 420 36 13 4 "hflip,vflip"
 render page 2000 1600 40 1 20
 pages=(clean small-noisy tilted upside-down page)
 
-now() { date +%s.%N; }
-zr_time=0; ts_time=0
+# Wall and CPU (user + system) seconds of every run, one line each, per engine.
+: > "$work/zr.times"; : > "$work/ts.times"
 for _ in $(seq "$runs"); do
   for p in "${pages[@]}"; do
-    start=$(now)
-    (cd "$tools" && ./zrocr --models models --det dbnet.onnx --cls angle_net.onnx --rec crnn_lite_lstm.onnx \
-      --keys keys.txt --image "$work/$p.png")
+    (cd "$tools" && /usr/bin/time -a -o "$work/zr.times" -f '%e %U %S' ./zrocr --models models --det dbnet.onnx \
+      --cls angle_net.onnx --rec crnn_lite_lstm.onnx --keys keys.txt --image "$work/$p.png")
     tail -n +2 "$work/$p.png-result.txt" > "$work/$p.zrocr"
-    mid=$(now)
-    tesseract "$work/$p.png" - -l chi_sim+eng --psm 6 > "$work/$p.tess" 2>/dev/null
-    end=$(now)
-    zr_time=$(echo "$zr_time + $mid - $start" | bc)
-    ts_time=$(echo "$ts_time + $end - $mid" | bc)
+    /usr/bin/time -a -o "$work/ts.times" -f '%e %U %S' tesseract "$work/$p.png" - -l chi_sim+eng --psm 6 \
+      > "$work/$p.tess" 2>/dev/null
   done
 done
+sum() { awk -v col="$2" '{ if (col == 1) s += $1; else s += $2 + $3 } END { printf "%.2f", s }' "$1"; }
 
 pairs_zr=(); pairs_ts=()
 for p in "${pages[@]}"; do
@@ -58,6 +55,9 @@ done
 read -r e c r < <(/usr/bin/python3 "$here/cer.py" "${pairs_zr[@]}")
 read -r te tc tr < <(/usr/bin/python3 "$here/cer.py" "${pairs_ts[@]}")
 echo "all pages    zrocr CER $r% ($e/$c)   tesseract CER $tr% ($te/$tc)"
-printf 'time over %d runs of %d pages: zrocr %.2f s, tesseract %.2f s, ratio zrocr/tesseract %.2f\n' \
-  "$runs" "${#pages[@]}" "$zr_time" "$ts_time" "$(echo "$zr_time / $ts_time" | bc -l)"
+for col in 1 2; do
+  zr=$(sum "$work/zr.times" $col); ts=$(sum "$work/ts.times" $col)
+  printf '%s over %d runs of %d pages: zrocr %s s, tesseract %s s, ratio zrocr/tesseract %.2f\n' \
+    "$([ $col = 1 ] && echo 'wall time' || echo 'CPU time ')" "$runs" "${#pages[@]}" "$zr" "$ts" "$(echo "$zr / $ts" | bc -l)"
+done
 if [ -n "${KEEP:-}" ]; then cp -r "$work" "$KEEP"; fi

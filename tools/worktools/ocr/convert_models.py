@@ -220,7 +220,6 @@ def hard_swishes(graph):
     # x * Clip(x + 3, 0, 6) / 6 is x * HardSigmoid(x): two passes instead of four.
     init = initialisers(graph)
     users = consumers_of(graph)
-    producer = {o: n for n in graph.node for o in n.output}
     doomed = []
     for add in graph.node:
         if add.op_type != 'Add':
@@ -246,7 +245,6 @@ def hard_swishes(graph):
         graph.node.insert(list(graph.node).index(product), gate)
     for node in doomed:
         graph.node.remove(node)
-    del producer
 
 
 def unit_multiplies(graph):

@@ -4,6 +4,7 @@
 #include "COcrArgs.h"
 #include "COcrEngine.h"
 
+#include <opencv2/core/utility.hpp>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 
@@ -11,6 +12,23 @@
 #include <cstdio>
 #include <fstream>
 #include <iostream>
+#include <thread>
+
+#include <stdlib.h>
+
+namespace {
+
+// On a machine already busy with more runnable work than cores, the network layers' worker
+// threads only wait for each other: one thread then does the same work sooner and cheaper.
+void ChooseThreads()
+{
+    double load = 0;
+    const unsigned cores = std::thread::hardware_concurrency();
+    if (getloadavg(&load, 1) == 1 && cores > 0 && load >= cores)
+        cv::setNumThreads(1);
+}
+
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -22,6 +40,7 @@ int main(int argc, char** argv)
         return 2;
     }
     const auto start = std::chrono::steady_clock::now();
+    ChooseThreads();
     COcrEngine engine;
     if (!engine.Load(args.ModelPath(args.sDet), args.ModelPath(args.sCls), args.ModelPath(args.sRec),
                      args.ModelPath(args.sKeys))) {
