@@ -1,7 +1,8 @@
-// The recogniser's model-free parts: its command line, CTC decoding over the keys and the
-// order of text boxes into lines.
+// The recogniser's model-free parts: its command line, CTC decoding over the keys, boxes
+// from a probability map and the order of text boxes into lines.
 
 #include "CCtcDecoder.h"
+#include "CDbBoxes.h"
 #include "CLineOrder.h"
 #include "COcrArgs.h"
 
@@ -88,6 +89,22 @@ private Q_SLOTS:
         QVERIFY(CCtcDecoder::LoadKeys(f.fileName().toStdString(), &keys));
         QCOMPARE(keys, (Strings{"a", "中", ""}));
         QVERIFY(!CCtcDecoder::LoadKeys(dir.filePath("none").toStdString(), &keys));
+    }
+
+    // A confident 100x10 core is kept and grown; a faint one and a speck are dropped.
+    void dbBoxes()
+    {
+        cv::Mat prob = cv::Mat::zeros(100, 200, CV_32F);
+        prob(cv::Rect(20, 10, 100, 10)) = 0.9f;
+        prob(cv::Rect(20, 50, 40, 6)) = 0.4f;
+        prob(cv::Rect(150, 80, 2, 2)) = 0.9f;
+        const std::vector<cv::RotatedRect> boxes = CDbBoxes::Extract(prob, cv::Size2f(2, 2));
+        QCOMPARE(boxes.size(), size_t(1));
+        QCOMPARE(boxes[0].center, cv::Point2f(139, 29));
+        // 99x9 between pixel centres, grown by 891 * 2 / 216 on each side, then doubled.
+        const float grown = 2 * 891.f * 2 / 216;
+        QCOMPARE(std::max(boxes[0].size.width, boxes[0].size.height), 2 * 99 + 2 * grown);
+        QCOMPARE(std::min(boxes[0].size.width, boxes[0].size.height), 2 * 9 + 2 * grown);
     }
 
     void order_data()

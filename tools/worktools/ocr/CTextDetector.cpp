@@ -1,5 +1,7 @@
 #include "CTextDetector.h"
 
+#include "CDbBoxes.h"
+
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -8,10 +10,6 @@
 namespace {
 
 constexpr int kMaxSide = 960;
-constexpr float kBinaryThreshold = 0.3f;
-constexpr float kBoxThreshold = 0.5f;
-constexpr float kUnclipRatio = 2.0f;
-constexpr float kMinSide = 3.f;
 
 int RoundTo32(double v)
 {
@@ -45,48 +43,6 @@ std::vector<cv::RotatedRect> CTextDetector::Detect(const cv::Mat& bgr)
     m_net.setInput(cv::dnn::blobFromImage(resized));
     const cv::Mat out = m_net.forward();
     const cv::Mat prob(out.size[2], out.size[3], CV_32F, const_cast<float*>(out.ptr<float>()));
-    return BoxesFromMap(prob, cv::Size2f(static_cast<float>(bgr.cols) / size.width,
+    return CDbBoxes::Extract(prob, cv::Size2f(static_cast<float>(bgr.cols) / size.width,
                                          static_cast<float>(bgr.rows) / size.height));
-}
-
-std::vector<cv::RotatedRect> CTextDetector::BoxesFromMap(const cv::Mat& prob, cv::Size2f scale)
-{
-    cv::Mat binary = prob > kBinaryThreshold;
-    std::vector<std::vector<cv::Point>> contours;
-    cv::findContours(binary, contours, cv::RETR_LIST, cv::CHAIN_APPROX_SIMPLE);
-    std::vector<cv::RotatedRect> boxes;
-    for (const auto& contour : contours) {
-        if (contour.size() < 3)
-            continue;
-        cv::RotatedRect rect = cv::minAreaRect(contour);
-        if (std::min(rect.size.width, rect.size.height) < kMinSide)
-            continue;
-        // Mean probability inside the contour, measured on its bounding window only.
-        const cv::Rect window = cv::boundingRect(contour) & cv::Rect(0, 0, prob.cols, prob.rows);
-        if (window.empty())
-            continue;
-        cv::Mat mask = cv::Mat::zeros(window.size(), CV_8U);
-        std::vector<std::vector<cv::Point>> shifted{contour};
-        for (cv::Point& p : shifted[0])
-            p -= window.tl();
-        cv::fillPoly(mask, shifted, cv::Scalar(1));
-        if (cv::mean(prob(window), mask)[0] < kBoxThreshold)
-            continue;
-        // Unclip: the map marks a shrunk text core; grow it by area * ratio / perimeter.
-        const double area = rect.size.area();
-        const double perimeter = 2.0 * (rect.size.width + rect.size.height);
-        const float grow = static_cast<float>(area * kUnclipRatio / perimeter);
-        rect.size.width += 2 * grow;
-        rect.size.height += 2 * grow;
-        if (std::min(rect.size.width, rect.size.height) < kMinSide + 2)
-            continue;
-        // Back to image pixels; the axes of a rotated box take the mean scale.
-        rect.center.x *= scale.width;
-        rect.center.y *= scale.height;
-        const float mean = 0.5f * (scale.width + scale.height);
-        rect.size.width *= mean;
-        rect.size.height *= mean;
-        boxes.push_back(rect);
-    }
-    return boxes;
 }

@@ -15,9 +15,6 @@ public:
     // Rotated boxes around the text in image coordinates, already grown by the unclip ratio.
     std::vector<cv::RotatedRect> Detect(const cv::Mat& bgr);
 
-    // The box pass on its own: prob is the CV_32F map, scale maps its pixels to the image.
-    static std::vector<cv::RotatedRect> BoxesFromMap(const cv::Mat& prob, cv::Size2f scale);
-
 private:
     cv::dnn::Net m_net;
 };
