@@ -34,13 +34,13 @@ pages=(clean small-noisy tilted upside-down page)
 
 # Wall and CPU (user + system) seconds of every run, one line each, per engine.
 : > "$work/zr.times"; : > "$work/ts.times"
+TIMEFORMAT='%R %U %S'
 for _ in $(seq "$runs"); do
   for p in "${pages[@]}"; do
-    (cd "$tools" && /usr/bin/time -a -o "$work/zr.times" -f '%e %U %S' ./zrocr --models models --det dbnet.onnx \
-      --cls angle_net.onnx --rec crnn_lite_lstm.onnx --keys keys.txt --image "$work/$p.png")
+    { time (cd "$tools" && ./zrocr --models models --det dbnet.onnx --cls angle_net.onnx --rec crnn_lite_lstm.onnx \
+      --keys keys.txt --image "$work/$p.png"); } 2>> "$work/zr.times"
     tail -n +2 "$work/$p.png-result.txt" > "$work/$p.zrocr"
-    /usr/bin/time -a -o "$work/ts.times" -f '%e %U %S' tesseract "$work/$p.png" - -l chi_sim+eng --psm 6 \
-      > "$work/$p.tess" 2>/dev/null
+    { time tesseract "$work/$p.png" - -l chi_sim+eng --psm 6 > "$work/$p.tess" 2>/dev/null; } 2>> "$work/ts.times"
   done
 done
 sum() { awk -v col="$2" '{ if (col == 1) s += $1; else s += $2 + $3 } END { printf "%.2f", s }' "$1"; }
