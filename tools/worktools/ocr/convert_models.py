@@ -216,37 +216,6 @@ def fold_into_convs(graph):
             break
 
 
-def hard_swishes(graph):
-    # x * Clip(x + 3, 0, 6) / 6 is x * HardSigmoid(x): two passes instead of four.
-    init = initialisers(graph)
-    users = consumers_of(graph)
-    doomed = []
-    for add in graph.node:
-        if add.op_type != 'Add':
-            continue
-        found = scalar_operand(add, init)
-        if found is None or found[0].size != 1 or float(found[0].flatten()[0]) != 3.0:
-            continue
-        x = found[1]
-        clip = users.get(add.output[0], [None])[0]
-        if clip is None or clip.op_type != 'Clip' or len(users[add.output[0]]) != 1:
-            continue
-        mul = users.get(clip.output[0], [None])[0]
-        if mul is None or mul.op_type != 'Mul' or set(mul.input) != {x, clip.output[0]}:
-            continue
-        div = users.get(mul.output[0], [None])[0]
-        if div is None or div.op_type != 'Div' or len(users[mul.output[0]]) != 1 \
-                or div.input[1] not in init or float(init[div.input[1]].flatten()[0]) != 6.0:
-            continue
-        gate = helper.make_node('HardSigmoid', [x], [add.output[0] + '_gate'], alpha=1.0 / 6, beta=0.5)
-        product = helper.make_node('Mul', [x, gate.output[0]], [div.output[0]])
-        doomed += [add, clip, mul, div]
-        graph.node.insert(list(graph.node).index(div), product)
-        graph.node.insert(list(graph.node).index(product), gate)
-    for node in doomed:
-        graph.node.remove(node)
-
-
 def unit_multiplies(graph):
     init = initialisers(graph)
     for node in list(graph.node):
@@ -318,7 +287,6 @@ def main():
     constant_reshape_targets(graph)
     unit_multiplies(graph)
     fold_into_convs(graph)
-    hard_swishes(graph)
     split_depthwise_5x5(graph)
     if kind == 'rec':
         layer_norms_as_matmuls(graph)
