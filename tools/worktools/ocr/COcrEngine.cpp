@@ -11,6 +11,8 @@ namespace {
 
 // Only a confident classifier makes us read a line the other way round.
 constexpr float kFlipConfidence = 0.9f;
+// A turned line read at least this confidently is not read the other way too.
+constexpr float kSureReading = 0.9f;
 
 float Distance(const cv::Point2f& a, const cv::Point2f& b)
 {
@@ -58,16 +60,22 @@ std::vector<std::string> COcrEngine::Read(const cv::Mat& bgr)
     for (size_t i = 0; i < boxes.size(); ++i) {
         cv::Mat line = CropLine(bgr, boxes[i]);
         float confidence = 0;
-        texts[i] = m_recogniser.Recognise(line, &confidence);
         if (m_recogniser.UpsideDown(line) > kFlipConfidence) {
             cv::Mat turned;
             cv::rotate(line, turned, cv::ROTATE_180);
-            float turnedConfidence = 0;
-            std::string turnedText = m_recogniser.Recognise(turned, &turnedConfidence);
-            if (turnedConfidence > confidence) {
-                texts[i] = std::move(turnedText);
-                ++flipped;
+            texts[i] = m_recogniser.Recognise(turned, &confidence);
+            ++flipped;
+            // A confident turned reading stands; otherwise the line as it lies gets its chance.
+            if (confidence < kSureReading) {
+                float asIs = 0;
+                std::string asIsText = m_recogniser.Recognise(line, &asIs);
+                if (asIs >= confidence) {
+                    texts[i] = std::move(asIsText);
+                    --flipped;
+                }
             }
+        } else {
+            texts[i] = m_recogniser.Recognise(line, &confidence);
         }
         const cv::Rect2f bounds = boxes[i].boundingRect2f();
         places[i] = CLineOrder::Box{bounds.x, bounds.y + bounds.height / 2, static_cast<float>(std::min(line.rows, line.cols))};
