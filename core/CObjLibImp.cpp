@@ -12,6 +12,7 @@
 #include "works/filter/CDetAFltRnnoiseWork.h"
 #include "works/filter/CDetVFltNeuStyleWork.h"
 #include "works/filter/CDetVFltResGainWork.h"
+#include "works/filter/CDPicFltPic2Text.h"
 #include "works/filter/CDetVFltWaifu2x.h"
 
 #include <QDir>
@@ -92,6 +93,7 @@ CDetWork* CObjLibImp::CreateWork(int type)
         case 9: work = new (std::nothrow) CDetAFltRnSilenceWork; break;
         case 10: work = new (std::nothrow) CDetAFltRnnoiseWork; break;
         case 12: work = new (std::nothrow) CDetAFltAudio2Text; break;
+        case 15: work = new (std::nothrow) CDPicFltPic2Text; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
     }

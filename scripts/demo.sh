@@ -54,3 +54,14 @@ echo "plot of the change measure: $out/motion.png"
 "$root/build/bin/zrwork" split "$out/moving square.mp4" --save-dir "$out" --store "$out/store" --step 1 --merge >/dev/null
 echo "moving stretches cut to $out/moving square/:"
 ls "$out/moving square"
+# Picture text: a picture with one Chinese and one English line (Noto Sans CJK), read by
+# the shipped recogniser through the picture text work.
+echo
+font=/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc
+printf '%s' '图像文字识别' > "$out/line1.txt"
+printf '%s' 'Picture text recognition' > "$out/line2.txt"
+ffmpeg -v error -y -f lavfi -i color=white:s=720x200 -frames:v 1 -vf \
+  "drawtext=fontfile=$font:textfile=$out/line1.txt:fontsize=40:fontcolor=black:x=40:y=40,drawtext=fontfile=$font:textfile=$out/line2.txt:fontsize=40:fontcolor=black:x=40:y=120" \
+  "$out/picture text.png"
+rm -f "$out/line1.txt" "$out/line2.txt"
+"$root/build/bin/zrwork" ocr "$out/picture text.png" --save-dir "$out"

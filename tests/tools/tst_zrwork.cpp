@@ -70,6 +70,7 @@ private Q_SLOTS:
         QTest::newRow("voice without save dir") << QStringList{"voice", "x.mp4"};
         QTest::newRow("voice with nan") << QStringList{"voice", "x.mp4", "--save-dir", "d", "--min-sec", "nan"};
         QTest::newRow("list of an unknown model") << QStringList{"list", "--store", ".", "--model", "Face"};
+        QTest::newRow("ocr without save dir") << QStringList{"ocr", "x.png"};
     }
 
     void usageErrors()
@@ -176,6 +177,25 @@ private Q_SLOTS:
         QCOMPARE(cut.size(), found);
         // Stretch k starts at 4k s (file times read hhmmss).
         QCOMPARE(cut.last(), QTime(0, 0).addSecs((found - 1) * 4).toString("hhmmss") + QString("-%1.mp4").arg(found - 1));
+    }
+
+    // The shipped recogniser behind the defaults: the finished map, then the text read.
+    void ocrPrintsMapAndText()
+    {
+        const QString picture = m_tmp.filePath("hello.png");
+        QProcess ff;
+        ff.start("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "color=white:s=480x100", "-frames:v", "1", "-vf",
+                            "drawtext=fontfile=/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc:fontsize=40:x=30:y=30"
+                            ":text=Hello World 2024",
+                            picture});
+        QVERIFY(ff.waitForFinished(60000) && ff.exitCode() == 0);
+        const Result r = Zrwork({"ocr", picture, "--save-dir", m_tmp.filePath("ocr")});
+        QCOMPARE(r.status, 0);
+        const QString out = QString::fromUtf8(r.out);
+        QVERIFY2(out.endsWith("}\nHello World 2024\n"), qPrintable(out));
+        const QVariantMap map = QJsonDocument::fromJson(r.out.left(r.out.lastIndexOf('}') + 1)).object().toVariantMap();
+        QCOMPARE(map.value("res_data").toMap().value("sOutFile").toString(), m_tmp.filePath("ocr/hello.txt"));
+        QVERIFY(map.value("user_data").toMap().value("sWorkExc").toString().endsWith("/worktools/ocr/zrocr"));
     }
 };
 

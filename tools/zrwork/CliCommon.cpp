@@ -35,6 +35,7 @@ const char kUsage[] =
     "  zrwork split FILE --save-dir DIR [--store DIR] [--level N] [--step K] [--min-sec X] [--gap-sec X] [--merge] [--verbose]\n"
     "--step K picks every 1, 3, 6, 10, 20, 40 or 100th frame for K = 0..6; --level N (0..64) is\n"
     "the change measure at which a sampled frame moves.\n"
+    "  zrwork ocr FILE --save-dir DIR [--verbose]   (prints the finished map, then the text)\n"
     "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
     "b true/false, map or js (or a value starting with '{') a JSON object.\n"
     "Commands that name a FILE take --param/--params too, to add or override parameters.\n"

@@ -7,6 +7,7 @@
 #include "CmdAudio.h"
 #include "CmdFilter.h"
 #include "CmdMotion.h"
+#include "CmdOcr.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -193,6 +194,8 @@ int main(int argc, char** argv)
         return CmdMotion(args);
     if (command == QLatin1String("split"))
         return CmdSplit(args);
+    if (command == QLatin1String("ocr"))
+        return CmdOcr(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;

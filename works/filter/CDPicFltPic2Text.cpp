@@ -1,0 +1,96 @@
+#include "works/filter/CDPicFltPic2Text.h"
+
+#include "base/CLogWriter.h"
+#include "base/PubUtils.h"
+#include "work/CProcessWork.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QImage>
+#include <QTextStream>
+
+using WorkBaseData::PubUtils;
+
+CDPicFltPic2Text::CDPicFltPic2Text()
+    : CWorkBase(15)
+{
+}
+
+QStringList CDPicFltPic2Text::RecogniserArguments(const QString& imagePath)
+{
+    return QStringList{QStringLiteral("--models"), QStringLiteral("models"),
+                       QStringLiteral("--det"), QStringLiteral("dbnet.onnx"),
+                       QStringLiteral("--cls"), QStringLiteral("angle_net.onnx"),
+                       QStringLiteral("--rec"), QStringLiteral("crnn_lite_lstm.onnx"),
+                       QStringLiteral("--keys"), QStringLiteral("keys.txt"),
+                       QStringLiteral("--image"), imagePath};
+}
+
+void CDPicFltPic2Text::CopyResultLines(QTextStream& in, QTextStream& out)
+{
+    bool started = false;
+    QString line;
+    while (in.readLineInto(&line)) {
+        if (started)
+            out << line << '\n';
+        else if (line.contains(QLatin1String("FullDetectTime")))
+            started = true;
+    }
+}
+
+void CDPicFltPic2Text::Stop(const char* resMsg, const char* what, const QString& path)
+{
+    m_mapResult.insert(QStringLiteral("resMsg"), QString::fromLatin1(resMsg));
+    ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s %s", what, path.toUtf8().constData());
+}
+
+void CDPicFltPic2Text::DoWork()
+{
+    const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
+    const QString sSaveDir = m_mapParams.value(QStringLiteral("sSaveDir")).toString();
+    const QString sWorkPath = m_mapParams.value(QStringLiteral("sWorkPath")).toString();
+    const QString sWorkExc = m_mapParams.value(QStringLiteral("sWorkExc")).toString();
+
+    // An empty save folder would put the temporary folder at the root of the file system.
+    if (sSaveDir.isEmpty())
+        return Fail("save_dir_failed");
+
+    const QString outFile = PubUtils::MakeUniqueFilePath(sSaveDir, QFileInfo(sFile).baseName(), QStringLiteral(".txt"));
+    // Absolute, because the recogniser runs in its own folder.
+    const QString tempDir = QFileInfo(PubUtils::MakeTempWorkDir(sSaveDir)).absoluteFilePath();
+    const QString jpg = tempDir + QStringLiteral("/1.jpg");
+    const QString result = tempDir + QStringLiteral("/1.jpg-result.txt");
+    QFile::remove(jpg);
+    QFile::remove(result);
+
+    // QImage rather than QPixmap: a pixmap needs a GUI application and the GUI thread, and
+    // this runs on the work's own thread in hosts that may have neither. It decodes the same.
+    QImage image;
+    if (sFile.isEmpty() || !QFileInfo(sFile).isFile() || !image.load(sFile))
+        return Stop("read_image_failed", "load image failed", sFile);
+    if (!image.save(jpg))
+        return Stop("save_image_failed", "save image failed", jpg);
+
+    CProcessWork::ExecProcess(sWorkExc, RecogniserArguments(jpg), sWorkPath);
+    if (!QFileInfo::exists(result))
+        return Stop("recog_image_failed", "recog image failed", result);
+
+    QFile in(result);
+    if (!in.open(QIODevice::ReadOnly | QIODevice::Text))
+        return Stop("read_result_failed", "read txt failed", result);
+    QFile out(outFile);
+    if (!out.open(QIODevice::ReadWrite | QIODevice::Text))
+        return Stop("write_result_failed", "write txt failed", outFile);
+    {
+        QTextStream inText(&in);
+        QTextStream outText(&out);
+        inText.setCodec("UTF-8");
+        outText.setCodec("UTF-8");
+        CopyResultLines(inText, outText);
+    }
+    in.close();
+    out.close();
+    m_mapResult.insert(QStringLiteral("sOutFile"), outFile);
+    PubUtils::RemoveDir(tempDir);
+}
