@@ -97,7 +97,8 @@ void CDetVoiceWork::DoWork()
     }
     if (!QFileInfo(folder).isDir())
         return Fail("save_dir_failed");
-    // A run that cannot read its input leaves no empty result folder behind.
+    // A run that cannot read its input, or cut none of its stretches, leaves no result
+    // folder behind (no CSV naming files that do not exist).
     auto removeFolder = qScopeGuard([&] {
         if (!existed)
             PubUtils::RemoveDir(folder);
@@ -119,7 +120,6 @@ void CDetVoiceWork::DoWork()
     case CProcessWork::Outcome::Crashed: return Fail("ffmpeg_failed");
     case CProcessWork::Outcome::NotStarted: return Fail(FFmpegOps::FFmpegFound() ? "ffmpeg_failed" : "ffmpeg_not_found");
     }
-    removeFolder.dismiss();
 
     const QVariantList segments = ComputeSegments(silences, dMinSec, nDuration, info.dDecoded);
 
@@ -152,11 +152,13 @@ void CDetVoiceWork::DoWork()
         NotifyProgress(static_cast<int>(static_cast<double>(k) / n * 100));
     }
     m_mapResult.insert(QStringLiteral("nFindNum"), found);
-    // A stopped run does nothing more, and a run none of whose cuts worked is no success.
+    // A run none of whose cuts worked is no success; a stopped one keeps what it cut
+    // and does nothing more.
+    if (n > 0 && found == 0 && m_bWorking)
+        return Fail("cut_failed");
+    removeFolder.dismiss();
     if (!m_bWorking)
         return Fail("task_stopped");
-    if (n > 0 && found == 0)
-        return Fail("cut_failed");
 
     if (!bMerge)
         return;

@@ -221,6 +221,7 @@ private Q_SLOTS:
         QTest::newRow("no save dir") << "<media>" << "" << QByteArray() << "save_dir_failed";
         QTest::newRow("no ffmpeg") << "<media>" << "out" << QByteArray("-") << "ffmpeg_not_found";
         QTest::newRow("ffmpeg killed while detecting") << "<media>" << "out" << QByteArray(kKilled) << "ffmpeg_failed";
+        QTest::newRow("every cut fails") << "<media>" << "out" << QByteArray(kCutFails) << "cut_failed";
     }
 
     void failures()
@@ -249,16 +250,6 @@ private Q_SLOTS:
         PubUtils::SetAppDir(QString());
         QCOMPARE(res.value("resMsg").toString(), resMsg);
         QVERIFY2(QDir(dir + "/out").isEmpty(), "a failed run leaves no result folder behind");
-    }
-
-    void allCutsFailingIsNoSuccess()
-    {
-        const QString dir = m_tmp.filePath("cutfail");
-        QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/ffmpeg", kCutFails, QFile::ReadOwner | QFile::ExeOwner));
-        PubUtils::SetAppDir(dir);
-        const QVariantMap res = Run(Params(m_sMedia, dir + "/out"));
-        PubUtils::SetAppDir(QString());
-        QCOMPARE(res, (QVariantMap{{"resMsg", "cut_failed"}, {"nFindNum", 0}}));
     }
 
     void saveFolderFallsBackToZorun()
