@@ -2,6 +2,7 @@
 
 #include "base/CLogWriter.h"
 #include "base/PubUtils.h"
+#include "work/CSegmentFiles.h"
 #include "work/FFmpegOps.h"
 
 #include <QDir>
@@ -17,16 +18,6 @@ namespace {
 QVariantMap Segment(double start, double end)
 {
     return QVariantMap{{QStringLiteral("startTs"), start}, {QStringLiteral("endTs"), end}};
-}
-
-QString General6(double value)
-{
-    return QString::number(value, 'g', 6);
-}
-
-QString FileTime(double seconds)
-{
-    return PubUtils::FormatSeconds(static_cast<qint64>(seconds), true, true);
 }
 
 } // namespace
@@ -83,19 +74,11 @@ void CDetVoiceWork::DoWork()
         return Fail("save_dir_failed");
     const QString saveDir = QFileInfo(sSaveDir).absoluteFilePath();
 
-    QString name = PubUtils::CheckFileName(input.completeBaseName());
-    if (name.isEmpty())
-        name = QStringLiteral("detvoice") + QString::number(PubUtils::NextWorkCounter());
-    QString folder = PubUtils::JoinPath(saveDir, name);
-    const bool existed = QDir(folder).exists();
-    if (!existed && !QDir().mkpath(folder)) {
-        const QString failed = folder;
-        folder = PubUtils::JoinPath(saveDir, QStringLiteral("zorun") + QString::number(PubUtils::NextWorkCounter()));
-        QDir().mkpath(folder);
-        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "mkdir save dir failed %s use dir %s",
-              failed.toUtf8().constData(), folder.toUtf8().constData());
-    }
-    if (!QFileInfo(folder).isDir())
+    bool existed = false;
+    QString name;
+    const QString folder = CSegmentFiles::MakeResultFolder(saveDir, input.filePath(), QStringLiteral("detvoice"),
+                                                           FuncName("DoWork").constData(), &existed, &name);
+    if (folder.isEmpty())
         return Fail("save_dir_failed");
     // A run that cannot read its input, or cut none of its stretches, leaves no result
     // folder behind (no CSV naming files that do not exist).
@@ -132,14 +115,9 @@ void CDetVoiceWork::DoWork()
             const QVariantMap seg = segments.at(k).toMap();
             const double start = seg.value(QStringLiteral("startTs")).toDouble();
             const double end = seg.value(QStringLiteral("endTs")).toDouble();
-            const QString outFile = PubUtils::JoinPath(
-                folder, FileTime(start) + QLatin1Char('-') + QString::number(k) + QStringLiteral(".mp4"));
-            requests.append(QVariantMap{{QStringLiteral("inFile"), input.filePath()},
-                                        {QStringLiteral("outFile"), outFile},
-                                        {QStringLiteral("startTime"), General6(start)},
-                                        {QStringLiteral("endTime"), General6(end)},
-                                        {QStringLiteral("bFast"), false}});
-            out << k << ',' << FileTime(start) << ',' << FileTime(end) << ',' << General6(end - start) << '\n';
+            requests.append(CSegmentFiles::CutRequest(input.filePath(), CSegmentFiles::SegmentPath(folder, start, k), start, end));
+            out << k << ',' << CSegmentFiles::FileTime(start) << ',' << CSegmentFiles::FileTime(end) << ','
+                << CSegmentFiles::General6(end - start) << '\n';
         }
     }
 

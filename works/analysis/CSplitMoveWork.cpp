@@ -2,6 +2,7 @@
 
 #include "base/CLogWriter.h"
 #include "base/PubUtils.h"
+#include "work/CSegmentFiles.h"
 #include "work/FFmpegOps.h"
 #include "works/analysis/CMoveAnalysis.h"
 
@@ -12,19 +13,6 @@
 
 using WorkBaseData::PubUtils;
 
-namespace {
-
-QString General6(double value)
-{
-    return QString::number(value, 'g', 6);
-}
-
-QString FileTime(double seconds)
-{
-    return PubUtils::FormatSeconds(static_cast<qint64>(seconds), true, true);
-}
-
-} // namespace
 
 CSplitMoveWork::CSplitMoveWork()
     : CMoveWorkBase(4)
@@ -55,19 +43,11 @@ void CSplitMoveWork::DoWork()
     const QVariantList events = m_mapResult.value(QStringLiteral("lstEvents")).toList();
 
     const QString input = QFileInfo(sFile).absoluteFilePath();
-    QString name = PubUtils::CheckFileName(QFileInfo(sFile).completeBaseName());
-    if (name.isEmpty())
-        name = QStringLiteral("detmove") + QString::number(PubUtils::NextWorkCounter());
-    QString folder = QFileInfo(PubUtils::JoinPath(sSaveDir, name)).absoluteFilePath();
-    if (!QDir().mkpath(folder)) {
-        const QString failed = folder;
-        folder = QFileInfo(PubUtils::JoinPath(sSaveDir, QStringLiteral("zorun") + QString::number(PubUtils::NextWorkCounter())))
-                     .absoluteFilePath();
-        QDir().mkpath(folder);
-        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "mkdir save dir failed %s use dir %s",
-              qUtf8Printable(failed), qUtf8Printable(folder));
-    }
-    if (!QFileInfo(folder).isDir())
+    QString name;
+    const QString folder = CSegmentFiles::MakeResultFolder(QFileInfo(sSaveDir).absoluteFilePath(), input,
+                                                           QStringLiteral("detmove"), FuncName("DoWork").constData(),
+                                                           nullptr, &name);
+    if (folder.isEmpty())
         return Fail("save_dir_failed");
     m_mapResult.insert(QStringLiteral("sOutDir"), folder);
 
@@ -82,19 +62,14 @@ void CSplitMoveWork::DoWork()
         const QVariantMap event = events.at(k).toMap();
         const double start = event.value(QStringLiteral("startTs")).toDouble();
         const double end = event.value(QStringLiteral("endTs")).toDouble();
-        const QString outFile =
-            PubUtils::JoinPath(folder, FileTime(start) + QLatin1Char('-') + QString::number(k) + QStringLiteral(".mp4"));
-        const bool cut = FFmpegOps::CutSegment(QVariantMap{{QStringLiteral("inFile"), input},
-                                                           {QStringLiteral("outFile"), outFile},
-                                                           {QStringLiteral("startTime"), General6(start)},
-                                                           {QStringLiteral("endTime"), General6(end)},
-                                                           {QStringLiteral("bFast"), false}});
+        const QString outFile = CSegmentFiles::SegmentPath(folder, start, k);
+        const bool cut = FFmpegOps::CutSegment(CSegmentFiles::CutRequest(input, outFile, start, end));
         NotifyProgress(50 + (k + 1) * 50 / n);
         if (!cut || QFileInfo(outFile).size() < 1)
             continue;
         made.append(outFile);
-        rows += QFileInfo(outFile).fileName() + QLatin1Char(',') + FileTime(start) + QLatin1Char(',') + FileTime(end)
-                + QLatin1Char(',') + General6(end - start) + QLatin1Char('\n');
+        rows += QFileInfo(outFile).fileName() + QLatin1Char(',') + CSegmentFiles::FileTime(start) + QLatin1Char(',')
+                + CSegmentFiles::FileTime(end) + QLatin1Char(',') + CSegmentFiles::General6(end - start) + QLatin1Char('\n');
     }
     m_mapResult.insert(QStringLiteral("nFindNum"), made.size());
 
