@@ -4,6 +4,8 @@
 #include "core/CData.h"
 #include "store/CDBStore.h"
 #include "works/analysis/CDetVoiceWork.h"
+#include "works/filter/CDFileFltDocx2Pdf.h"
+#include "works/filter/CDFileFltPdf2Docx.h"
 
 #include <QDir>
 #include <QThread>
@@ -75,6 +77,8 @@ CDetWork* CObjLibImp::CreateWork(int type)
     if (IsKnownType(type)) {
         switch (type) {
         case 5: work = new (std::nothrow) CDetVoiceWork; break;
+        case 13: work = new (std::nothrow) CDFileFltPdf2Docx; break;
+        case 14: work = new (std::nothrow) CDFileFltDocx2Pdf; break;
         default: break; // types whose work has not landed are handled as 11 is
         }
     }

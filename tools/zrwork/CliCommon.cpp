@@ -23,6 +23,8 @@ const char kUsage[] =
     "  zrwork run TYPE [--param key=value ...] [--params file.json] [--verbose]\n"
     "  zrwork voice FILE --save-dir DIR [--decibel N] [--min-sec X] [--merge] [--join] [--verbose]\n"
     "  zrwork list --store DIR [--model face|move] [--offset N] [--count N]\n"
+    "  zrwork pdf FILE.docx --save-dir DIR [--verbose]\n"
+    "  zrwork docx FILE.pdf --save-dir DIR [--verbose]\n"
     "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
     "b true/false, map or js (or a value starting with '{') a JSON object.\n"
     "Commands that name a FILE take --param/--params too, to add or override parameters.\n"

@@ -3,6 +3,7 @@
 #include "CCliHost.h"
 #include "CParamParser.h"
 #include "CliCommon.h"
+#include "CmdOffice.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -132,6 +133,10 @@ int main(int argc, char** argv)
         return CmdVoice(args);
     if (command == QLatin1String("list"))
         return CmdList(args);
+    if (command == QLatin1String("pdf"))
+        return zrcli::CmdPdf(args);
+    if (command == QLatin1String("docx"))
+        return zrcli::CmdDocx(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;
