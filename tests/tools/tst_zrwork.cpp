@@ -67,6 +67,8 @@ private Q_SLOTS:
         QTest::newRow("mistyped parameter") << QStringList{"run", "5", "--param", "nDecibel=loud"};
         QTest::newRow("type without work") << QStringList{"run", "3"};
         QTest::newRow("voice without save dir") << QStringList{"voice", "x.mp4"};
+        QTest::newRow("pdf without save dir") << QStringList{"pdf", "x.docx"};
+        QTest::newRow("docx with two files") << QStringList{"docx", "a.pdf", "b.pdf", "--save-dir", "out"};
     }
 
     void usageErrors()
