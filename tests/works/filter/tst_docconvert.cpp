@@ -42,10 +42,8 @@ class TstDocConvert : public QObject
         TestHost::Clear();
         CWorkLib* lib = WorkBaseData::CData::GetInstance()->GetWorkLib();
         QList<CDetWork*> works;
-        for (const QVariantMap& params : paramsList) {
-            works.append(lib->CreateWork(type));
-            works.last()->SetParams(params);
-        }
+        for (const QVariantMap& params : paramsList)
+            works.append(lib->CreateWork(type)), works.last()->SetParams(params);
         for (CDetWork* work : works)
             work->StartWork();
         for (CDetWork* work : works)
@@ -169,7 +167,7 @@ private Q_SLOTS:
     void badInput_data()
     {
         QTest::addColumn<int>("type");
-        QTest::addColumn<QString>("input"); // "<none>" missing, "<dir>" a folder, else the content
+        QTest::addColumn<QString>("input"); // "<none>" missing, else the content
         QTest::addColumn<QString>("saveDir"); // below the case's folder
         QTest::addColumn<QString>("resMsg");
         for (int type : {14, 13}) {
@@ -177,7 +175,6 @@ private Q_SLOTS:
             const QByteArray t = QByteArray::number(type);
             QTest::newRow(t + " missing") << type << "<none>" << "out" << word;
             QTest::newRow(t + " empty") << type << "" << "out" << word;
-            QTest::newRow(t + " folder") << type << "<dir>" << "out" << word;
             QTest::newRow(t + " not a document") << type << "just text\n" << "out" << word;
             QTest::newRow(t + " no save dir") << type << "x" << "" << "save_dir_failed";
             QTest::newRow(t + " save dir below a file") << type << "x" << "plain/out" << "save_dir_failed";
@@ -193,7 +190,7 @@ private Q_SLOTS:
         const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
         const QString file = dir + (type == 14 ? "/-bad input.docx" : "/-bad input.pdf");
         QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/plain", "x"));
-        QVERIFY(input == "<none>" || (input == "<dir>" ? QDir().mkpath(file) : WriteFile(file, input.toUtf8())));
+        QVERIFY(input == "<none>" || WriteFile(file, input.toUtf8()));
         QCOMPARE(Run(type, {Shipped(type, file, saveDir.isEmpty() ? saveDir : dir + "/" + saveDir)}),
                  (QList<QVariantMap>{{{"resMsg", resMsg}}}));
         QVERIFY2(QDir(dir + "/out").entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty(), "nothing half-written");
