@@ -87,6 +87,19 @@ private Q_SLOTS:
         QCOMPARE(r.Json().value("nPos").toInt(), 100);
     }
 
+    // The shipped converter is filled in unless --param names another.
+    void documentCommands()
+    {
+        const QString tools = QFileInfo(qEnvironmentVariable("ZRW_BIN_DIR") + "/../worktools").canonicalFilePath();
+        const Result pdf = Zrwork({"pdf", m_tmp.filePath("missing.docx"), "--save-dir", m_tmp.filePath("docs")});
+        QCOMPARE(pdf.status, 1);
+        QCOMPARE(pdf.Json().value("res_data").toMap(), (QVariantMap{{"resMsg", "docx2pdf_failed_checkoffice"}}));
+        QCOMPARE(pdf.Json().value("user_data").toMap().value("sWorkExc").toString(), tools + "/office/docx2pdf");
+        const Result docx = Zrwork({"docx", m_tmp.filePath("x.pdf"), "--save-dir", m_tmp.filePath("docs"), "--param", "sWorkExc=/bin/false"});
+        QCOMPARE(docx.Json().value("res_data").toMap(), (QVariantMap{{"resMsg", "task_failed"}}));
+        QCOMPARE(docx.Json().value("user_data").toMap().value("sWorkPath").toString(), tools + "/office");
+    }
+
     void voice()
     {
         const QString media = m_tmp.filePath("my talk.mp4");
