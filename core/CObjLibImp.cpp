@@ -7,12 +7,14 @@
 #include "works/analysis/CDetMoveWork.h"
 #include "works/analysis/CDetVoiceWork.h"
 #include "works/analysis/CSplitMoveWork.h"
+#include "works/filter/CDFileFltDocx2Pdf.h"
+#include "works/filter/CDFileFltPdf2Docx.h"
+#include "works/filter/CDPicFltPic2Text.h"
 #include "works/filter/CDetAFltAudio2Text.h"
 #include "works/filter/CDetAFltRnSilenceWork.h"
 #include "works/filter/CDetAFltRnnoiseWork.h"
 #include "works/filter/CDetVFltNeuStyleWork.h"
 #include "works/filter/CDetVFltResGainWork.h"
-#include "works/filter/CDPicFltPic2Text.h"
 #include "works/filter/CDetVFltWaifu2x.h"
 
 #include <QDir>
@@ -93,6 +95,8 @@ CDetWork* CObjLibImp::CreateWork(int type)
         case 9: work = new (std::nothrow) CDetAFltRnSilenceWork; break;
         case 10: work = new (std::nothrow) CDetAFltRnnoiseWork; break;
         case 12: work = new (std::nothrow) CDetAFltAudio2Text; break;
+        case 13: work = new (std::nothrow) CDFileFltPdf2Docx; break;
+        case 14: work = new (std::nothrow) CDFileFltDocx2Pdf; break;
         case 15: work = new (std::nothrow) CDPicFltPic2Text; break;
         default: break; // types whose work has not landed are handled as 11 is
         }

@@ -71,6 +71,8 @@ private Q_SLOTS:
         QTest::newRow("voice with nan") << QStringList{"voice", "x.mp4", "--save-dir", "d", "--min-sec", "nan"};
         QTest::newRow("list of an unknown model") << QStringList{"list", "--store", ".", "--model", "Face"};
         QTest::newRow("ocr without save dir") << QStringList{"ocr", "x.png"};
+        QTest::newRow("pdf without save dir") << QStringList{"pdf", "x.docx"};
+        QTest::newRow("docx with two files") << QStringList{"docx", "a.pdf", "b.pdf", "--save-dir", "out"};
     }
 
     void usageErrors()
@@ -98,6 +100,19 @@ private Q_SLOTS:
         QCOMPARE(r.Json().value("res_data").toMap().value("resMsg").toString(), QString("read_input_failed"));
         QCOMPARE(r.Json().value("nPos").toInt(), 100);
         QVERIFY2(!r.err.contains("QProcess"), r.err.constData());
+    }
+
+    // The shipped converter is filled in unless --param names another.
+    void documentCommands()
+    {
+        const QString tools = QFileInfo(qEnvironmentVariable("ZRW_BIN_DIR") + "/../worktools").canonicalFilePath();
+        const Result pdf = Zrwork({"pdf", m_tmp.filePath("missing.docx"), "--save-dir", m_tmp.filePath("docs")});
+        QCOMPARE(pdf.status, 1);
+        QCOMPARE(pdf.Json().value("res_data").toMap(), (QVariantMap{{"resMsg", "docx2pdf_failed_checkoffice"}}));
+        QCOMPARE(pdf.Json().value("user_data").toMap().value("sWorkExc").toString(), tools + "/office/docx2pdf");
+        const Result docx = Zrwork({"docx", m_tmp.filePath("x.pdf"), "--save-dir", m_tmp.filePath("docs"), "--param", "sWorkExc=/bin/false"});
+        QCOMPARE(docx.Json().value("res_data").toMap(), (QVariantMap{{"resMsg", "task_failed"}}));
+        QCOMPARE(docx.Json().value("user_data").toMap().value("sWorkPath").toString(), tools + "/office");
     }
 
     void voice()

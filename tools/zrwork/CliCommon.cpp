@@ -36,6 +36,8 @@ const char kUsage[] =
     "--step K picks every 1, 3, 6, 10, 20, 40 or 100th frame for K = 0..6; --level N (0..64) is\n"
     "the change measure at which a sampled frame moves.\n"
     "  zrwork ocr FILE --save-dir DIR [--verbose]   (prints the finished map, then the text)\n"
+    "  zrwork pdf FILE.docx --save-dir DIR [--verbose]\n"
+    "  zrwork docx FILE.pdf --save-dir DIR [--verbose]\n"
     "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
     "b true/false, map or js (or a value starting with '{') a JSON object.\n"
     "Commands that name a FILE take --param/--params too, to add or override parameters.\n"

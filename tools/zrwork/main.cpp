@@ -8,6 +8,7 @@
 #include "CmdFilter.h"
 #include "CmdMotion.h"
 #include "CmdOcr.h"
+#include "CmdOffice.h"
 
 #include <QCoreApplication>
 #include <QDateTime>
@@ -196,6 +197,10 @@ int main(int argc, char** argv)
         return CmdSplit(args);
     if (command == QLatin1String("ocr"))
         return CmdOcr(args);
+    if (command == QLatin1String("pdf"))
+        return zrcli::CmdPdf(args);
+    if (command == QLatin1String("docx"))
+        return zrcli::CmdDocx(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;
