@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs and builds, makes a sample recording with pauses, and runs voice detection
-# on it through the command-line host. The segments land in demo-out/.
+# Installs and builds, then tours every available work through the command-line host
+# on samples made here: voice detection, speech to text, the picture and video filters,
+# motion, the document converters and picture text. Everything lands in demo-out/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/build.sh" "$root/build"
@@ -13,6 +14,10 @@ echo
 echo "segments found (from $out/sample talk/sample talk.csv):"
 cat "$out/sample talk/sample talk.csv"
 ls -l "$out/sample talk"
+echo
+echo "silence removal of the same recording (the .mp3 is in the finished map's user_data):"
+"$root/build/bin/zrwork" unsilence "$out/sample talk.mp4" --save-dir "$out/unsilence" >/dev/null
+ls -l "$out/unsilence"
 
 # Speech to text: a real recording from Debian's pocketsphinx test data (headerless
 # 16 kHz 16-bit mono), wrapped as WAV, through the shipped recogniser.
@@ -22,6 +27,7 @@ echo
 echo "speech to text of $raw (the finished map, then the recognised text):"
 "$root/build/bin/zrwork" text "$out/goforward.wav" --save-dir "$out/text"
 echo "(kept in $out/text/goforward.txt)"
+
 # Picture and video filters: a short generated clip beautified, stylised with each
 # shipped network and upscaled (the upscaler takes about a second a frame: a few frames).
 echo
@@ -41,6 +47,7 @@ done
 "$root/build/bin/zrwork" reencode "$filt/clip.mp4" --save-dir "$filt/reencode" >/dev/null 2>&1
 echo "filtered videos:"
 find "$filt" -mindepth 2 -name '*.mp4' | sort
+
 # Motion: a still picture with a square that moves from 3 s to 5 s and from 8 s to 9 s.
 # The analysis is kept in demo-out/store; the plot shows the measure, level and events.
 ffmpeg -v error -y -f lavfi -i "color=c=0x406080:s=320x240:r=25:d=10" -f lavfi -i "color=c=white:s=80x80:r=25:d=10" \
@@ -54,6 +61,7 @@ echo "plot of the change measure: $out/motion.png"
 "$root/build/bin/zrwork" split "$out/moving square.mp4" --save-dir "$out" --store "$out/store" --step 1 --merge >/dev/null
 echo "moving stretches cut to $out/moving square/:"
 ls "$out/moving square"
+
 # Picture text: a picture with one Chinese and one English line (Noto Sans CJK), read by
 # the shipped recogniser through the picture text work.
 echo
@@ -65,6 +73,7 @@ ffmpeg -v error -y -f lavfi -i color=white:s=720x200 -frames:v 1 -vf \
   "$out/picture text.png"
 rm -f "$out/line1.txt" "$out/line2.txt"
 "$root/build/bin/zrwork" ocr "$out/picture text.png" --save-dir "$out"
+
 # Documents: a .docx written by LibreOffice from a few lines of text, turned into a
 # PDF and back into a .docx through the command-line host.
 docs=$out/documents
