@@ -55,7 +55,7 @@ ffmpeg -v error -y -f lavfi -i "color=c=0x406080:s=320x240:r=25:d=10" -f lavfi -
   -c:v libx264 -pix_fmt yuv420p "$out/moving square.mp4"
 echo
 echo "motion events (seconds) of $out/moving square.mp4:"
-"$root/build/bin/zrwork" motion "$out/moving square.mp4" --store "$out/store" --step 1 --plot "$out/motion.png" \
+"$root/build/bin/zrwork" motion "$out/moving square.mp4" --store "$out/store" --step 1 --plot "$out/motion.png" 2>/dev/null \
   | python3 -c 'import json,sys; [print("  %.2f - %.2f" % (e["startTs"], e["endTs"])) for e in json.load(sys.stdin)["res_data"]["lstEvents"]]'
 echo "plot of the change measure: $out/motion.png"
 "$root/build/bin/zrwork" split "$out/moving square.mp4" --save-dir "$out" --store "$out/store" --step 1 --merge >/dev/null
