@@ -485,6 +485,12 @@ bool PubUtils::IsUsableInput(const QString& path)
     return !path.isEmpty() && info.isFile() && info.isReadable() && info.size() > 0;
 }
 
+bool PubUtils::IsStreamFile(const QString& path)
+{
+    const QFileInfo info(path);
+    return !path.isEmpty() && info.exists() && !info.isFile() && !info.isDir();
+}
+
 QStringList PubUtils::ListFiles(const QString& dir)
 {
     QDir d(dir);

@@ -116,6 +116,9 @@ public:
     /// Whether @p path names a regular, readable, non-empty file: folders, FIFOs and
     /// devices are refused at once, since a tool reading them may block for good.
     static bool IsUsableInput(const QString& path);
+    /// Whether @p path names a FIFO, device or socket: something that exists and is
+    /// neither a regular file nor a folder.
+    static bool IsStreamFile(const QString& path);
     /// Files (not folders) of @p dir, sorted by name; empty when @p dir is missing.
     static QStringList ListFiles(const QString& dir);
     /**

@@ -1,9 +1,12 @@
 #include "work/CWorkBase.h"
 
 #include "base/CLogWriter.h"
+#include "base/PubUtils.h"
 #include "core/CData.h"
 
 #include <algorithm>
+
+using WorkBaseData::PubUtils;
 #include <exception>
 
 CWorkBase::CWorkBase(int type)
@@ -160,7 +163,12 @@ void CWorkBase::run()
     m_mapResult.insert(QStringLiteral("resMsg"), QString());
     // Whatever DoWork does, the host gets exactly one finished map for this run.
     try {
-        DoWork();
+        if (PubUtils::IsStreamFile(m_mapParams.value(QStringLiteral("sFile")).toString())) {
+            if (const char* word = StreamInputWord())
+                Fail(word);
+        } else {
+            DoWork();
+        }
     } catch (const std::exception& e) {
         ZRLOG(WorkBaseData::LOG_ERROR, FuncName("run").constData(), "work threw %s", e.what());
         m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("task_failed"));

@@ -43,6 +43,10 @@ protected:
     // The work itself, on the work's thread. It fills m_mapResult; "resMsg" is ""
     // when it is called and stays so on success.
     virtual void DoWork() = 0;
+    // The "resMsg" for an "sFile" that is a FIFO, device or socket, which the run refuses
+    // before DoWork (a tool reading one would wait for good); null refuses it without a
+    // word, for works whose failures leave "resMsg" empty.
+    virtual const char* StreamInputWord() const { return "read_input_failed"; }
 
     // Sends a progress map (kind 2) with the parameter map as "user_data".
     void NotifyProgress(int pos, int max = 100);

@@ -112,6 +112,18 @@ private Q_SLOTS:
         QCOMPARE(finished.at(0).toMap().value("res_data"), QVariant(QVariantMap {{"resMsg", ""}, {"nMark", 1}}));
         QCOMPARE(finished.at(1).toMap().value("res_data"), QVariant(QVariantMap {{"resMsg", ""}}));
     }
+
+    // A device (or FIFO) as "sFile" is refused before the body, which would wait on it.
+    void streamInputRefused()
+    {
+        TestHost::Install();
+        TestWork work;
+        work.SetParams({{"sFile", "/dev/null"}});
+        work.StartWork();
+        QVERIFY(work.wait(5000));
+        QCOMPARE(TestHost::Of(3).value(0).toMap().value("res_data"), QVariant(QVariantMap {{"resMsg", "read_input_failed"}}));
+        QCOMPARE(TestHost::Count(2), 0);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestWorkBase)

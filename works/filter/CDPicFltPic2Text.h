@@ -22,6 +22,7 @@ public:
 
 protected:
     void DoWork() override;
+    const char* StreamInputWord() const override { return "read_image_failed"; }
 
 private:
     // Sets "resMsg" and logs "<what> <path>" at the Warn level.

@@ -12,4 +12,5 @@ public:
 
 protected:
     void DoWork() override;
+    const char* StreamInputWord() const override { return "audioRemSilence_failed"; }
 };

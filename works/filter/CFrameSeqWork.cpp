@@ -64,6 +64,14 @@ void CFrameSeqWork::StageFailed(const char* word)
     ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s", word);
 }
 
+const char* CFrameSeqWork::StreamInputWord() const
+{
+    if (!m_stages.bFailWords)
+        return nullptr;
+    const bool picture = m_stages.bPictureMode && m_mapParams.value(QStringLiteral("bPicFlt")).toBool();
+    return picture ? "picfilter_failed" : "videotopic_failed";
+}
+
 void CFrameSeqWork::DoWork()
 {
     const QString sFileParam = m_mapParams.value(QStringLiteral("sFile")).toString();

@@ -43,6 +43,8 @@ protected:
     virtual bool FilterPicture(const QString& in, const QString& out);
 
     void DoWork() override;
+    // A stream input fails as the first stage would (or silently, as the stages do).
+    const char* StreamInputWord() const override;
 
 private:
     void RunVideo(const QString& sFile, const QString& sSaveDir);
