@@ -3,6 +3,7 @@
 // message it receives, from whichever thread sends it.
 
 #include "core/CData.h"
+#include "core/CObjLibImp.h"
 
 #include <QMutex>
 #include <QMutexLocker>
@@ -52,6 +53,23 @@ public:
     static QStringList LogsWith(const QString& needle) { return Logs().filter(needle); }
 
     static int Count(int kind) { return Of(kind).size(); }
+
+    // One whole run of a work of the given type through the library object: its result
+    // map, or {"runs": n} when not exactly one finished map came.
+    static QVariantMap RunWork(int type, const QVariantMap& params, unsigned long msecs = 300000)
+    {
+        Clear();
+        CObjLibImp* lib = WorkBaseData::CData::GetInstance()->GetWorkLib();
+        CDetWork* work = lib->CreateWork(type);
+        work->SetParams(params);
+        work->StartWork();
+        work->JoinWork(msecs);
+        lib->ReleaseWork(work);
+        const auto finished = Of(WorkLibRs_Finished);
+        if (finished.size() != 1)
+            return {{QStringLiteral("runs"), finished.size()}};
+        return finished.first().toMap().value(QStringLiteral("res_data")).toMap();
+    }
 
 private:
     static void Callback(WorkLibRs kind, const QVariant& value)

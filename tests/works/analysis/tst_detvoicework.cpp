@@ -85,20 +85,7 @@ class TstDetVoiceWork : public QObject
         return {{"sFile", file}, {"sSaveDir", saveDir}, {"nDuration", 10}, {"nDecibel", 30}, {"dMinSec", 1.0}, {"bMergeVideo", merge}};
     }
 
-    // One whole run; the result map, or {"runs": n} when not exactly one finished map came.
-    QVariantMap Run(const QVariantMap& params)
-    {
-        TestHost::Clear();
-        CDetWork* work = m_pLib->CreateWork(5);
-        work->SetParams(params);
-        work->StartWork();
-        work->JoinWork(120000);
-        m_pLib->ReleaseWork(work);
-        const auto finished = TestHost::Of(WorkLibRs_Finished);
-        if (finished.size() != 1)
-            return {{"runs", finished.size()}};
-        return finished.first().toMap().value("res_data").toMap();
-    }
+    static QVariantMap Run(const QVariantMap& params) { return TestHost::RunWork(5, params); }
 
 private Q_SLOTS:
     void initTestCase()
