@@ -2,6 +2,7 @@
 // recogniser for the command line and the result-file rules, and bad input.
 
 #include "core/CObjLibImp.h"
+#include "store/StoreTestUtil.h"
 #include "works/analysis/MoveTestUtil.h"
 #include "works/filter/CDPicFltPic2Text.h"
 
@@ -9,12 +10,6 @@
 #include <QtTest>
 
 namespace {
-
-bool WriteFile(const QString& path, const QByteArray& data)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
-}
 
 QString ReadText(const QString& path)
 {
@@ -72,14 +67,14 @@ private Q_SLOTS:
     void standInRecogniser()
     {
         const QString dir = m_tmp.filePath("standin");
-        QVERIFY(QDir().mkpath(dir + "/out") && WriteFile(dir + "/out/lines.txt", "taken"));
+        QVERIFY(QDir().mkpath(dir + "/out") && StoreTest::WriteFile(dir + "/out/lines.txt", "taken"));
         const QString script = dir + "/recog.sh";
-        QVERIFY(WriteFile(script, "#!/bin/sh\n{ echo fulldetecttime; echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n"));
+        QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo fulldetecttime; echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n"));
         QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         QCOMPARE(Run(m_sPicture, dir + "/out", script), (QVariantMap{{"resMsg", ""}, {"sOutFile", dir + "/out/lines_1.txt"}}));
         QCOMPARE(ReadText(dir + "/out/lines_1.txt"), QString());
 
-        QVERIFY(WriteFile(script, "#!/bin/sh\n{ echo a; echo x FullDetectTime; echo \"$PWD\"; echo FullDetectTime; printf '<%s>' \"$@\"; }"
+        QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo a; echo x FullDetectTime; echo \"$PWD\"; echo FullDetectTime; printf '<%s>' \"$@\"; }"
                                   " > \"${12}-result.txt\"\n"));
         const QString text = ReadText(Run(m_sPicture, dir + "/out", script).value("sOutFile").toString());
         const QString temp = text.section('>', -2, -2).section('<', -1).section('/', 0, -2);
@@ -116,10 +111,10 @@ private Q_SLOTS:
         QFETCH(QString, resMsg);
         QFETCH(QString, log);
         const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
-        QVERIFY(QDir().mkpath(dir + "/input.png.d") && WriteFile(dir + "/plain", "x"));
+        QVERIFY(QDir().mkpath(dir + "/input.png.d") && StoreTest::WriteFile(dir + "/plain", "x"));
         QString file = input == "<picture>" ? m_sPicture : input == "<dir>" ? dir + "/input.png.d" : dir + "/input.png";
         if (!input.startsWith('<'))
-            QVERIFY(WriteFile(file, input.toUtf8()));
+            QVERIFY(StoreTest::WriteFile(file, input.toUtf8()));
         const QString save = saveDir.isEmpty() ? QString() : dir + "/" + saveDir;
         QCOMPARE(Run(file, save, exc), (QVariantMap{{"resMsg", resMsg}}));
         const QStringList temps = QDir(save).entryList({"_temp*"}, QDir::Dirs);
