@@ -62,7 +62,6 @@ private Q_SLOTS:
         QTest::addColumn<double>("gapSec");
         QTest::addColumn<QVariantList>("expected");
         const QVector<int> two{0, 0, 0, 0, 8, 8, 0, 0, 0, 8};
-        QTest::newRow("two events") << two << 2 << 0.0 << 1.0 << Spans({{3, 5}, {8, 9}});
         QTest::newRow("level 0: all moves") << two << 0 << 0.0 << 1.0 << Spans({{0, 9}});
         QTest::newRow("gap joins") << two << 2 << 0.0 << 3.5 << Spans({{3, 9}});
         QTest::newRow("gap exactly apart") << two << 2 << 0.0 << 3.0 << Spans({{3, 5}, {8, 9}});
