@@ -1,5 +1,4 @@
-// Motion detection: events, row block and parameters on their own, then runs on a
-// generated clip whose motion is known, without and with the model store.
+// Motion detection: events, row block and parameters alone, then runs on a clip of known motion.
 
 #include "MoveTestUtil.h"
 #include "core/CObjLibImp.h"
@@ -90,9 +89,7 @@ private Q_SLOTS:
         QCOMPARE(QByteArray(reinterpret_cast<const char*>(raw.data()), 41).toHex(),
                  QByteArray("5a524d31" "0000000000c04240" "0100000000000080" "0a000000" "00000000" "00000000" "80020000"
                             "00000000" "01"));
-        QVERIFY(CMoveAnalysis::UnpackBlock(raw, &out));
-        QCOMPARE(std::make_tuple(out.psnr, out.signature, out.step, out.rect[2], out.last),
-                 std::make_tuple(37.5, in.signature, 10, 640, true));
+        QVERIFY(CMoveAnalysis::UnpackBlock(raw, &out) && CMoveAnalysis::PackBlock(out) == raw);
         QVERIFY(!CMoveAnalysis::UnpackBlock(CMoveAnalysis::RawBlock{}, &out));
     }
 
