@@ -42,7 +42,7 @@ private Q_SLOTS:
         COcrArgs parsed;
         QCOMPARE(parsed.Parse(list), error.isEmpty());
         QCOMPARE(QString::fromStdString(parsed.sError), error);
-        QCOMPARE(parsed.ModelPath("/abs/k.txt"), std::string("/abs/k.txt")); // the work's relative names meet the shipped run
+        QCOMPARE(parsed.ModelPath("/abs/k.txt"), std::string("/abs/k.txt")); // relative names: the picture text run
     }
 
     // Keys 你, 好, "" and A from a keys file; class 0 blank, 1..4 the keys, 5 a space. Each step lists its best class.
