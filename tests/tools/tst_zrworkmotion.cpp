@@ -35,13 +35,8 @@ private Q_SLOTS:
         QCOMPARE(r.first, 0);
         const QVariantList events{QVariantMap{{"startTs", 3}, {"endTs", 5}}, QVariantMap{{"startTs", 8}, {"endTs", 9}}};
         QCOMPARE(r.second.value("res_data").toMap().value("lstEvents"), QVariant(events));
-        const cv::Mat picture = cv::imread(plot.toStdString());
-        QCOMPARE(picture.cols * 10000 + picture.rows, 1000 * 10000 + 300);
-
-        r = Zrwork({"motion", clip, "--store", store, "--step", "3"});
-        QCOMPARE(r.second.value("res_data").toMap().value("nDecoded").toInt(), 0);
+        QCOMPARE(cv::imread(plot.toStdString()).size(), cv::Size(1000, 300));
         QCOMPARE(Zrwork({"list", "--store", store, "--model", "move"}).second.value("total").toInt(), 1);
-
         r = Zrwork({"split", clip, "--save-dir", m_tmp.filePath("out"), "--store", store, "--step", "3", "--merge"});
         QCOMPARE(r.first, 0);
         QCOMPARE(r.second.value("res_data").toMap().value("nFindNum").toInt(), 2);

@@ -1,5 +1,4 @@
-// Motion detection: events, row block and parameters on their own, then runs on a
-// generated clip whose motion is known, without and with the model store.
+// Motion detection: events, row block and parameters alone, then runs on a clip of known motion.
 
 #include "MoveTestUtil.h"
 #include "core/CObjLibImp.h"
@@ -21,8 +20,7 @@ QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
     return out;
 }
 
-// Analyses file at step index 1 (3 frames), stopping after stopAfter frames; the
-// failure word and the samples as "id@ms=diff ..." text.
+// Analyses file every 3 frames, stopping after stopAfter; the failure word and "id@ms=diff ..." samples.
 QPair<QString, QString> Analyse(const QString& file, int stopAfter = 1000)
 {
     bool ok = true;
@@ -63,7 +61,6 @@ private Q_SLOTS:
         QTest::addColumn<double>("gapSec");
         QTest::addColumn<QVariantList>("expected");
         const QVector<int> two{0, 0, 0, 0, 8, 8, 0, 0, 0, 8};
-        QTest::newRow("two events") << two << 2 << 0.0 << 1.0 << Spans({{3, 5}, {8, 9}});
         QTest::newRow("level 0: all moves") << two << 0 << 0.0 << 1.0 << Spans({{0, 9}});
         QTest::newRow("gap joins") << two << 2 << 0.0 << 3.5 << Spans({{3, 9}});
         QTest::newRow("gap exactly apart") << two << 2 << 0.0 << 3.0 << Spans({{3, 5}, {8, 9}});
@@ -92,83 +89,56 @@ private Q_SLOTS:
         QCOMPARE(QByteArray(reinterpret_cast<const char*>(raw.data()), 41).toHex(),
                  QByteArray("5a524d31" "0000000000c04240" "0100000000000080" "0a000000" "00000000" "00000000" "80020000"
                             "00000000" "01"));
-        QVERIFY(CMoveAnalysis::UnpackBlock(raw, &out));
-        QCOMPARE(std::make_tuple(out.psnr, out.signature, out.step, out.rect[2], out.last),
-                 std::make_tuple(37.5, in.signature, 10, 640, true));
+        QVERIFY(CMoveAnalysis::UnpackBlock(raw, &out) && CMoveAnalysis::PackBlock(out) == raw);
         QVERIFY(!CMoveAnalysis::UnpackBlock(CMoveAnalysis::RawBlock{}, &out));
     }
 
-    // The shared SetParams body of both motion works, reached through the factory.
+    // The shared SetParams of both motion works.
     void setParams_data()
     {
         QTest::addColumn<int>("type");
         QTest::addColumn<QVariantMap>("params");
-        QTest::addColumn<bool>("ok");
-        QTest::addColumn<QString>("expected"); // the normalised map's values in key order
-        QTest::newRow("defaults") << 2 << QVariantMap{{"sFile", "a"}} << true << "1 0 2 0 0 0 0 0 a";
+        QTest::addColumn<QString>("expected"); // accepted or not, then the normalised map's values in key order
+        QTest::newRow("defaults") << 2 << QVariantMap{{"sFile", "a"}} << "true 1 0 2 0 0 0 0 0 a";
         QTest::newRow("clamped") << 2 << QVariantMap{{"nStep", 9}, {"nLevel", -3}, {"nRectW", -5}, {"dMinSec", -1.0}, {"user_x", "u"}}
-                                 << false << "1 0 0 0 0 0 0 6  u";
-        QTest::newRow("texts") << 2 << QVariantMap{{"nLevel", "7"}, {"dGapSec", "0.5"}, {"nStep", "x"}} << false << "0.5 0 7 0 0 0 0 0 ";
-        QTest::newRow("split keys") << 4 << QVariantMap{{"sSaveDir", "/o"}, {"bMergeVideo", true}} << true << "true 1 0 2 0 0 0 0 0  /o";
+                                 << "false 1 0 0 0 0 0 0 6  u";
+        QTest::newRow("texts") << 2 << QVariantMap{{"nLevel", "7"}, {"dGapSec", "0.5"}, {"nStep", "x"}} << "false 0.5 0 7 0 0 0 0 0 ";
+        QTest::newRow("split keys") << 4 << QVariantMap{{"sSaveDir", "/o"}, {"bMergeVideo", true}} << "true true 1 0 2 0 0 0 0 0  /o";
     }
 
     void setParams()
     {
         QFETCH(int, type);
         QFETCH(QVariantMap, params);
-        QFETCH(bool, ok);
         QFETCH(QString, expected);
         CDetWork* work = m_pLib->CreateWork(type);
-        QCOMPARE(work->SetParams(params), ok);
-        QStringList values;
+        QStringList values{work->SetParams(params) ? "true" : "false"};
         for (const QVariant& v : dynamic_cast<CWorkBase*>(work)->Params())
             values << v.toString();
         QCOMPARE(values.join(' '), expected);
         m_pLib->ReleaseWork(work);
     }
 
-    void query()
+    // Before InitModelStore the work answers the picture question, measures and reports, keeping nothing.
+    void runs()
     {
         CDetWork* work = m_pLib->CreateWork(2);
         QVariantMap got;
         QCOMPARE(work->QueryWork({{"type", "detVideoImg"}, {"file", m_sClip}}, [&](const QVariantMap& m) { got = m; return true; }), false);
         QCOMPARE(got.value("desImage").value<QImage>().size(), QSize(160, 120));
         m_pLib->ReleaseWork(work);
-    }
-
-    // Before InitModelStore: the work measures and reports, keeping nothing.
-    void withoutStore_data()
-    {
-        QTest::addColumn<int>("step");
-        QTest::addColumn<double>("seconds"); // of one sampling step
-        QTest::newRow("every frame") << 0 << 0.1;
-        QTest::newRow("every 10th frame") << 3 << 1.0;
-    }
-
-    void withoutStore()
-    {
-        QFETCH(int, step);
-        QFETCH(double, seconds);
-        const QVariantMap res = RunWork(m_pLib, 2, {{"sFile", m_sClip}, {"nStep", step}});
-        QCOMPARE(res.value("resMsg").toString(), QString());
-        QCOMPARE(res.value("nSamples").toDouble(), 10 / seconds);
-        QCOMPARE(res.value("nDecoded").toInt(), 100);
-        QVERIFY(!res.contains("sModel"));
-        QCOMPARE(res.value("nFindNum").toInt(), 2);
-        const double truth[] = {3, 5, 8, 9};
-        int i = 0;
-        for (const QVariant& e : res.value("lstEvents").toList())
-            for (const char* key : {"startTs", "endTs"})
-                QVERIFY2(qAbs(e.toMap().value(key).toDouble() - truth[i++]) <= seconds + 1e-9, key);
+        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", m_sClip}, {"nStep", 3}}),
+                 (QVariantMap{{"resMsg", ""}, {"nFrameStep", 10}, {"nSamples", 10}, {"nDecoded", 100}, {"nFindNum", 2},
+                              {"lstEvents", Spans({{3, 5}, {8, 9}})}}));
         QCOMPARE(TestHost::Of(WorkLibRs_Progress).last().toMap().value("nPos").toInt(), 100);
         m_sStep3 = Analyse(m_sClip).second;
-    }
 
-    void storesRowsAndAnswersFromThem()
-    {
+        // With the store it keeps a row a frame and answers the next run from them.
         QVERIFY(m_pLib->InitModelStore(m_tmp.filePath("store")));
-        const QVariantMap first = RunWork(m_pLib, 2, {{"sFile", m_sClip}});
-        const QString model = first.value("sModel").toString();
+        QVariantMap first = RunWork(m_pLib, 2, {{"sFile", m_sClip}});
+        const QString model = first.take("sModel").toString();
+        QCOMPARE(first, (QVariantMap{{"resMsg", ""}, {"nFrameStep", 1}, {"nSamples", 100}, {"nDecoded", 100}, {"nFindNum", 2},
+                                     {"lstEvents", Spans({{3.1, 4.9}, {8, 9}})}}));
         QCOMPARE(StoreTest::Query(model, "SELECT COUNT(*) || ' ' || MIN(id) || ' ' || MAX(id) || ' ' || SUM(diff) || ' ' || "
                                          "MAX(time) || ' ' || MIN(length(psnr)) FROM tb_data_2"),
                  QStringList{"100 0 99 48 9900 256"});
@@ -179,30 +149,12 @@ private Q_SLOTS:
         QCOMPARE(second.value("lstEvents"), first.value("lstEvents"));
     }
 
-    // A stopped analysis keeps its rows but the newest; the next run resumes after them and ends with
-    // the rows of an uninterrupted run.
-    void resumesAfterStop()
-    {
-        const QString clip = m_tmp.filePath("clip.mkv"); // the same pictures, other bytes
-        QVERIFY(MakeMoveClip(clip));
-        QCOMPARE(Analyse(clip, 40).first, QString("task_stopped"));
-        VideoFileRecord record;
-        CDBStore::GetInstance()->GetVideoFile(clip, record, false, 2);
-        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) || ' ' || MAX(id) FROM tb_data_2"), QStringList{"13 36"});
-        QCOMPARE(Analyse(clip), qMakePair(QString(), m_sStep3));
-        QCOMPARE(StoreTest::Query(record.model, "SELECT group_concat(id || '@' || time || '=' || diff, ' ') FROM (SELECT * FROM tb_data_2 ORDER BY id)"),
-                 QStringList{m_sStep3});
-    }
-
     // Each bad input ends its run with one finished map naming it, and no catalogue row.
     void failures_data()
     {
-        QTest::addColumn<QString>("input"); // "<none>", "<dir>", "<audio>", else the content
-        QTest::newRow("missing") << "<none>";
-        QTest::newRow("folder") << "<dir>";
-        QTest::newRow("empty") << "";
-        QTest::newRow("not media") << "just text\n";
-        QTest::newRow("audio only") << "<audio>";
+        QTest::addColumn<QString>("input"); // "<none>" missing, "<dir>" a folder, "<audio>" sound only, else the content
+        for (const char* input : {"<none>", "<dir>", "", "just text", "<audio>"})
+            QTest::newRow(*input ? input : "empty") << QString(input);
     }
 
     void failures()
@@ -219,22 +171,25 @@ private Q_SLOTS:
                  QStringList{"0"});
     }
 
-    // A model that refuses rows fails the run with nothing half-written; once it takes
-    // rows again the next run fills it.
-    void storeRefusesRows()
+    // A model that refuses rows fails the run with nothing half-written. Once it takes rows again, a stopped
+    // analysis keeps its rows but the newest, and the next run resumes to an uninterrupted run's rows.
+    void storeFailsThenResumes()
     {
-        const QString clip = m_tmp.filePath("sound.mp4");
+        const QString clip = m_tmp.filePath("clip.mkv"); // the same pictures, other bytes
         QVERIFY(MakeMoveClip(clip, true));
         VideoFileRecord record;
         QCOMPARE(CDBStore::GetInstance()->GetVideoFile(clip, record, true, 2), 0);
         StoreTest::Query(record.model, "create table tb_data_2 (id bigint primary key,time bigint not null,diff int not null,psnr blob)");
         StoreTest::Query(record.model, "CREATE TRIGGER full BEFORE INSERT ON tb_data_2 WHEN NEW.id >= 30 BEGIN SELECT RAISE(ABORT, 'disk full'); END");
-        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", clip}}),
-                 (QVariantMap{{"resMsg", "store_write_failed"}, {"nFrameStep", 1}, {"nDecoded", 100}, {"sModel", record.model}}));
+        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", clip}, {"nStep", 1}}),
+                 (QVariantMap{{"resMsg", "store_write_failed"}, {"nFrameStep", 3}, {"nDecoded", 100}, {"sModel", record.model}}));
         QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) FROM tb_data_2"), QStringList{"0"});
         StoreTest::Query(record.model, "DROP TRIGGER full");
-        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", clip}}).value("nDecoded").toInt(), 100);
-        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) FROM tb_data_2"), QStringList{"100"});
+        QCOMPARE(Analyse(clip, 40).first, QString("task_stopped"));
+        QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) || ' ' || MAX(id) FROM tb_data_2"), QStringList{"13 36"});
+        QCOMPARE(Analyse(clip), qMakePair(QString(), m_sStep3));
+        QCOMPARE(StoreTest::Query(record.model, "SELECT group_concat(id || '@' || time || '=' || diff, ' ') FROM (SELECT * FROM tb_data_2 ORDER BY id)"),
+                 QStringList{m_sStep3});
     }
 };
 

@@ -1,21 +1,15 @@
-// Picture to text: whole runs through the library object with the shipped recogniser on a
-// rendered picture, a stand-in recogniser for the result-file rules, and bad input.
+// Picture to text: whole runs with the shipped recogniser on a rendered picture, a stand-in
+// recogniser for the command line and the result-file rules, and bad input.
 
-#include "TestHost.h"
 #include "core/CObjLibImp.h"
+#include "store/StoreTestUtil.h"
+#include "works/analysis/MoveTestUtil.h"
 #include "works/filter/CDPicFltPic2Text.h"
 
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
-
-bool WriteFile(const QString& path, const QByteArray& data)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
-}
 
 QString ReadText(const QString& path)
 {
@@ -27,10 +21,9 @@ QString ReadText(const QString& path)
 bool RenderLines(const QString& path)
 {
     const QString font = "fontfile=/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc:fontsize=40:fontcolor=black:x=40";
-    QProcess ff;
-    ff.start("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "color=white:s=640x200", "-frames:v", "1", "-vf",
-                        "drawtext=" + font + ":y=40:text=今天天气很好,drawtext=" + font + ":y=120:text=Hello World 2024", path});
-    return ff.waitForFinished(60000) && ff.exitCode() == 0;
+    return QProcess::execute("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "color=white:s=640x200", "-frames:v", "1", "-vf",
+                                        "drawtext=" + font + ":y=40:text=今天天气很好,drawtext=" + font + ":y=120:text=Hello World 2024",
+                                        path}) == 0;
 }
 
 } // namespace
@@ -44,20 +37,10 @@ class TstPic2Text : public QObject
     QString m_sPicture;
     const QString m_sTools = QDir(qEnvironmentVariable("ZRW_BIN_DIR") + "/../worktools/ocr").absolutePath();
 
-    // One whole run; the result map, or {"runs": n} when not exactly one finished map came.
     QVariantMap Run(const QString& file, const QString& saveDir, const QString& exc = QString())
     {
-        TestHost::Clear();
-        CDetWork* work = m_pLib->CreateWork(15);
-        work->SetParams({{"sFile", file}, {"sSaveDir", saveDir}, {"sWorkPath", m_sTools},
-                         {"sWorkExc", exc.isEmpty() ? m_sTools + "/zrocr" : exc}});
-        work->StartWork();
-        work->JoinWork(120000);
-        m_pLib->ReleaseWork(work);
-        const auto finished = TestHost::Of(WorkLibRs_Finished);
-        if (finished.size() != 1)
-            return {{"runs", finished.size()}};
-        return finished.first().toMap().value("res_data").toMap();
+        return RunWork(m_pLib, 15, {{"sFile", file}, {"sSaveDir", saveDir}, {"sWorkPath", m_sTools},
+                                    {"sWorkExc", exc.isEmpty() ? m_sTools + "/zrocr" : exc}});
     }
 
 private Q_SLOTS:
@@ -69,66 +52,34 @@ private Q_SLOTS:
         QVERIFY2(RenderLines(m_sPicture), "ffmpeg must be able to render the test picture");
     }
 
-    void resultLines_data()
-    {
-        QTest::addColumn<QString>("result");
-        QTest::addColumn<QString>("kept");
-        QTest::newRow("after the marker") << "FullDetectTime(5ms)\n第一行\nline two\n" << "第一行\nline two\n";
-        QTest::newRow("first marker only") << "head\nx FullDetectTime\na\nFullDetectTime\nb" << "a\nFullDetectTime\nb\n";
-        QTest::newRow("no marker") << "a\nb\n" << "";
-        QTest::newRow("case-sensitive") << "fulldetecttime\na\n" << "";
-    }
-
-    void resultLines()
-    {
-        QFETCH(QString, result);
-        QFETCH(QString, kept);
-        QTextStream in(&result);
-        QString out;
-        QTextStream outText(&out);
-        CDPicFltPic2Text::CopyResultLines(in, outText);
-        outText.flush();
-        QCOMPARE(out, kept);
-    }
-
-    // The shipped recogniser reads both lines, whatever the picture is called.
-    void readsRenderedLines_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::newRow("plain") << "lines.png";
-        QTest::newRow("spaces, quotes, non-ASCII") << "my \"page\" 图片 1.png";
-        QTest::newRow("leading dash") << "-lines.png";
-    }
-
+    // The shipped recogniser reads both lines of a picture with a leading dash, spaces, quotes and non-ASCII in its name.
     void readsRenderedLines()
     {
-        QFETCH(QString, name);
-        const QString dir = m_tmp.filePath(QString("ok/") + QTest::currentDataTag());
-        QVERIFY(QDir().mkpath(dir + "/out") && QFile::copy(m_sPicture, dir + "/" + name));
-        const QString txt = dir + "/out/" + QFileInfo(name).baseName() + ".txt";
-        QCOMPARE(Run(dir + "/" + name, dir + "/out"), (QVariantMap{{"resMsg", ""}, {"sOutFile", txt}}));
+        const QString dir = m_tmp.filePath("ok"), picture = dir + "/-my \"page\" 图片 1.png", txt = dir + "/out/-my \"page\" 图片 1.txt";
+        QVERIFY(QDir().mkpath(dir + "/out") && QFile::copy(m_sPicture, picture));
+        QCOMPARE(Run(picture, dir + "/out"), (QVariantMap{{"resMsg", ""}, {"sOutFile", txt}}));
         QCOMPARE(ReadText(txt), QString("今天天气很好\nHello World 2024\n"));
         QCOMPARE(QDir(dir + "/out").entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{QFileInfo(txt).fileName()});
     }
 
-    // The exact command line, run in the tool folder; a result without the marker gives an
-    // empty text and success; a taken name gets _1.
+    // The exact command line, run in the tool folder. Only what follows the first line holding the
+    // case-sensitive marker is kept: none gives an empty text and success. A taken name gets _1.
     void standInRecogniser()
     {
         const QString dir = m_tmp.filePath("standin");
-        QVERIFY(QDir().mkpath(dir + "/out") && WriteFile(dir + "/out/lines.txt", "taken"));
+        QVERIFY(QDir().mkpath(dir + "/out") && StoreTest::WriteFile(dir + "/out/lines.txt", "taken"));
         const QString script = dir + "/recog.sh";
-        QVERIFY(WriteFile(script, "#!/bin/sh\n{ echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n"));
+        QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo fulldetecttime; echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n"));
         QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-        const QVariantMap res = Run(m_sPicture, dir + "/out", script);
-        QCOMPARE(res, (QVariantMap{{"resMsg", ""}, {"sOutFile", dir + "/out/lines_1.txt"}}));
+        QCOMPARE(Run(m_sPicture, dir + "/out", script), (QVariantMap{{"resMsg", ""}, {"sOutFile", dir + "/out/lines_1.txt"}}));
         QCOMPARE(ReadText(dir + "/out/lines_1.txt"), QString());
 
-        QVERIFY(WriteFile(script, "#!/bin/sh\n{ echo FullDetectTime; echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n"));
+        QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo a; echo x FullDetectTime; echo \"$PWD\"; echo FullDetectTime; printf '<%s>' \"$@\"; }"
+                                  " > \"${12}-result.txt\"\n"));
         const QString text = ReadText(Run(m_sPicture, dir + "/out", script).value("sOutFile").toString());
         const QString temp = text.section('>', -2, -2).section('<', -1).section('/', 0, -2);
         QVERIFY2(temp.startsWith(dir + "/out/_temp"), qPrintable(text));
-        QCOMPARE(text, m_sTools + "\n<--models><models><--det><dbnet.onnx><--cls><angle_net.onnx><--rec><crnn_lite_lstm.onnx>"
+        QCOMPARE(text, m_sTools + "\nFullDetectTime\n<--models><models><--det><dbnet.onnx><--cls><angle_net.onnx><--rec><crnn_lite_lstm.onnx>"
                                   "<--keys><keys.txt><--image><" + temp + "/1.jpg>\n");
         QVERIFY2(!QFileInfo::exists(temp), "the temporary folder goes after a success");
     }
@@ -160,10 +111,10 @@ private Q_SLOTS:
         QFETCH(QString, resMsg);
         QFETCH(QString, log);
         const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
-        QVERIFY(QDir().mkpath(dir + "/input.png.d") && WriteFile(dir + "/plain", "x"));
+        QVERIFY(QDir().mkpath(dir + "/input.png.d") && StoreTest::WriteFile(dir + "/plain", "x"));
         QString file = input == "<picture>" ? m_sPicture : input == "<dir>" ? dir + "/input.png.d" : dir + "/input.png";
         if (!input.startsWith('<'))
-            QVERIFY(WriteFile(file, input.toUtf8()));
+            QVERIFY(StoreTest::WriteFile(file, input.toUtf8()));
         const QString save = saveDir.isEmpty() ? QString() : dir + "/" + saveDir;
         QCOMPARE(Run(file, save, exc), (QVariantMap{{"resMsg", resMsg}}));
         const QStringList temps = QDir(save).entryList({"_temp*"}, QDir::Dirs);
