@@ -19,15 +19,8 @@ inline bool MakeMoveClip(const QString& path, bool withAudio = false)
     return QProcess::execute("ffmpeg", args) == 0;
 }
 
-// The result map of one run, or {"runs": n} when not exactly one finished map came.
-inline QVariantMap RunWork(CWorkLib* lib, int type, const QVariantMap& params)
+// The result map of one run (the library object is the hub's).
+inline QVariantMap RunWork(CWorkLib*, int type, const QVariantMap& params)
 {
-    TestHost::Clear();
-    CDetWork* work = lib->CreateWork(type);
-    work->SetParams(params);
-    work->StartWork();
-    work->JoinWork(120000);
-    lib->ReleaseWork(work);
-    const auto finished = TestHost::Of(WorkLibRs_Finished);
-    return finished.size() == 1 ? finished.first().toMap().value("res_data").toMap() : QVariantMap{{"runs", finished.size()}};
+    return TestHost::RunWork(type, params);
 }
