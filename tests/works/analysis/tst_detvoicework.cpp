@@ -1,6 +1,7 @@
 // Voice detection: the segment computation on its own, then whole runs through the
 // library object on a recording whose silences are known to the sample.
 
+#include "TestFiles.h"
 #include "TestHost.h"
 #include "base/PubUtils.h"
 #include "core/CObjLibImp.h"
@@ -22,18 +23,6 @@ QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
     for (const auto& p : list)
         out.append(QVariantMap{{"startTs", p.first}, {"endTs", p.second}});
     return out;
-}
-
-bool WriteFile(const QString& path, const QByteArray& data, QFile::Permissions perms = {})
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size() && (!perms || f.setPermissions(perms));
-}
-
-QString ReadText(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly | QIODevice::Text) ? QString::fromUtf8(f.readAll()) : "<missing>";
 }
 
 // Ten seconds of picture and tone, the tone silenced from 2 to 4 s and 6 to 8 s (or never).
@@ -125,9 +114,9 @@ private Q_SLOTS:
         const QString saveDir = m_tmp.filePath("out"), folder = saveDir + "/talk";
         const QVariantMap res = Run(Params(m_sMedia, saveDir, true));
         QCOMPARE(res, (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}}));
-        QCOMPARE(ReadText(folder + "/talk.csv"),
+        QCOMPARE(TestFiles::Read(folder + "/talk.csv"),
                  QString("file,start,end,duration\n0,000000,000002,2\n1,000004,000006,1.99994\n2,000008,000011,2.99994\n"));
-        QCOMPARE(ReadText(folder + "/tmp_concat.txt"), QString("000000-0.mp4\n000004-1.mp4\n000008-2.mp4\n"));
+        QCOMPARE(TestFiles::Read(folder + "/tmp_concat.txt"), QString("000000-0.mp4\n000004-1.mp4\n000008-2.mp4\n"));
         for (const char* name : {"/000000-0.mp4", "/000004-1.mp4", "/000008-2.mp4"})
             QVERIFY2(QFileInfo(folder + name).size() > 0, name);
         // The list holds bare names, which ffmpeg's concat reader refuses: no merged file.
@@ -144,8 +133,8 @@ private Q_SLOTS:
         const QString tone = m_tmp.filePath("tone.mkv"), saveDir = m_tmp.filePath("tone");
         QVERIFY(MakeMedia(tone, false));
         QCOMPARE(Run(Params(tone, saveDir, true)), (QVariantMap{{"resMsg", ""}, {"nFindNum", 0}}));
-        QCOMPARE(ReadText(saveDir + "/tone/tone.csv"), QString("file,start,end,duration\n"));
-        QCOMPARE(ReadText(saveDir + "/tone/tmp_concat.txt"), QString());
+        QCOMPARE(TestFiles::Read(saveDir + "/tone/tone.csv"), QString("file,start,end,duration\n"));
+        QCOMPARE(TestFiles::Read(saveDir + "/tone/tmp_concat.txt"), QString());
     }
 
     // Its index says 10 s, its data stops at 6.3 s: the last stretch ends with the data.
@@ -158,7 +147,7 @@ private Q_SLOTS:
         out.write(in.read(in.size() * 7 / 10));
         out.close();
         QCOMPARE(Run(Params(cut, m_tmp.filePath("cutout"))).value("nFindNum").toInt(), 2);
-        QCOMPARE(ReadText(m_tmp.filePath("cutout/cut/cut.csv")),
+        QCOMPARE(TestFiles::Read(m_tmp.filePath("cutout/cut/cut.csv")),
                  QString("file,start,end,duration\n0,000000,000002,2\n1,000004,000006,2.29994\n"));
     }
 
@@ -218,19 +207,19 @@ private Q_SLOTS:
         QFETCH(QByteArray, ffmpeg);
         QFETCH(QString, resMsg);
         const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
-        QVERIFY(QDir().mkpath(dir + "/in.dir") && WriteFile(dir + "/plain", "x"));
+        QVERIFY(QDir().mkpath(dir + "/in.dir") && TestFiles::Write(dir + "/plain", "x"));
         QString file = input == "<media>" ? m_sMedia : input == "<dir>" ? dir + "/in.dir" : dir + "/input.mp4";
         if (input == "<fifo>")
             QCOMPARE(mkfifo(QFile::encodeName(file).constData(), 0600), 0);
         else if (!input.startsWith('<'))
-            QVERIFY(WriteFile(file, input.toUtf8()));
+            QVERIFY(TestFiles::Write(file, input.toUtf8()));
         const QByteArray path = qgetenv("PATH");
         if (!ffmpeg.isEmpty()) {
             PubUtils::SetAppDir(dir);
             if (ffmpeg == "-")
                 qputenv("PATH", dir.toUtf8()); // no ffmpeg beside the application, nor on the PATH
             else
-                QVERIFY(WriteFile(dir + "/ffmpeg", ffmpeg, QFile::ReadOwner | QFile::ExeOwner));
+                QVERIFY(TestFiles::Write(dir + "/ffmpeg", ffmpeg, true));
         }
         const QVariantMap res = Run(Params(file, saveDir.isEmpty() ? QString() : dir + "/" + saveDir));
         qputenv("PATH", path);
@@ -242,13 +231,13 @@ private Q_SLOTS:
     void saveFolderFallsBackToZorun()
     {
         const QString saveDir = m_tmp.filePath("blocked");
-        QVERIFY(QDir().mkpath(saveDir) && WriteFile(saveDir + "/talk", "")); // a file where the folder should go
+        QVERIFY(QDir().mkpath(saveDir) && TestFiles::Write(saveDir + "/talk", "")); // a file where the folder should go
         QCOMPARE(Run(Params(m_sMedia, saveDir)).value("nFindNum").toInt(), 3);
         const QStringList lines =
             TestHost::LogsWith("CDetVoiceWork::DoWork Warn>> mkdir save dir failed " + saveDir + "/talk use dir " + saveDir + "/zorun");
         QCOMPARE(lines.size(), 1);
         const QString used = lines.first().section(" use dir ", -1);
-        QCOMPARE(ReadText(used + "/talk.csv").count('\n'), 4);
+        QCOMPARE(TestFiles::Read(used + "/talk.csv").count('\n'), 4);
     }
 
     // A stop at the first cut ends the run there: no further cut and no merge. The

@@ -5,6 +5,8 @@
 #include "works/analysis/CSplitMoveWork.h"
 
 #include <QTemporaryDir>
+#include "TestFiles.h"
+
 #include <QtTest>
 
 namespace {
@@ -14,12 +16,6 @@ double Seconds(const QString& file)
     QProcess probe;
     probe.start("ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", file});
     return probe.waitForFinished(30000) ? probe.readAllStandardOutput().trimmed().toDouble() : -1;
-}
-
-QString ReadText(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly | QIODevice::Text) ? QString::fromUtf8(f.readAll()) : "<missing>";
 }
 
 } // namespace
@@ -48,9 +44,9 @@ private Q_SLOTS:
         QCOMPARE(RunWork(m_pLib, 4, {{"sFile", m_sClip}, {"sSaveDir", saveDir}, {"nStep", 3}, {"bMergeVideo", true}}),
                  (QVariantMap{{"resMsg", ""}, {"nFrameStep", 10}, {"nSamples", 10}, {"nDecoded", 100}, {"nFindNum", 2},
                               {"lstEvents", events}, {"sOutDir", folder}, {"sOutFile", folder + "/azr-clip.mp4"}}));
-        QCOMPARE(ReadText(folder + "/clip.csv"),
+        QCOMPARE(TestFiles::Read(folder + "/clip.csv"),
                  QString("file,start,end,duration\n000003-0.mp4,000003,000005,2\n000008-1.mp4,000008,000009,1\n"));
-        QCOMPARE(ReadText(folder + "/tmp_concat.txt"),
+        QCOMPARE(TestFiles::Read(folder + "/tmp_concat.txt"),
                  QString("file '%1/000003-0.mp4'\nfile '%1/000008-1.mp4'\n").arg(QString(folder).replace("'", "'\\''")));
         const double lengths[3] = {Seconds(folder + "/000003-0.mp4"), Seconds(folder + "/000008-1.mp4"),
                                    Seconds(folder + "/azr-clip.mp4")};

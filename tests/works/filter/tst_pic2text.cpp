@@ -7,15 +7,11 @@
 #include "works/filter/CDPicFltPic2Text.h"
 
 #include <QTemporaryDir>
+#include "TestFiles.h"
+
 #include <QtTest>
 
 namespace {
-
-QString ReadText(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly | QIODevice::Text) ? QString::fromUtf8(f.readAll()) : "<missing>";
-}
 
 // A white picture with one Chinese and one English line in Noto Sans CJK.
 bool RenderLines(const QString& path)
@@ -58,7 +54,7 @@ private Q_SLOTS:
         const QString dir = m_tmp.filePath("ok"), picture = dir + "/-my \"page\" 图片 1.png", txt = dir + "/out/-my \"page\" 图片 1.txt";
         QVERIFY(QDir().mkpath(dir + "/out") && QFile::copy(m_sPicture, picture));
         QCOMPARE(Run(picture, dir + "/out"), (QVariantMap{{"resMsg", ""}, {"sOutFile", txt}}));
-        QCOMPARE(ReadText(txt), QString("今天天气很好\nHello World 2024\n"));
+        QCOMPARE(TestFiles::Read(txt), QString("今天天气很好\nHello World 2024\n"));
         QCOMPARE(QDir(dir + "/out").entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{QFileInfo(txt).fileName()});
     }
 
@@ -72,11 +68,11 @@ private Q_SLOTS:
         QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo fulldetecttime; echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n"));
         QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
         QCOMPARE(Run(m_sPicture, dir + "/out", script), (QVariantMap{{"resMsg", ""}, {"sOutFile", dir + "/out/lines_1.txt"}}));
-        QCOMPARE(ReadText(dir + "/out/lines_1.txt"), QString());
+        QCOMPARE(TestFiles::Read(dir + "/out/lines_1.txt"), QString());
 
         QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo a; echo x FullDetectTime; echo \"$PWD\"; echo FullDetectTime; printf '<%s>' \"$@\"; }"
                                   " > \"${12}-result.txt\"\n"));
-        const QString text = ReadText(Run(m_sPicture, dir + "/out", script).value("sOutFile").toString());
+        const QString text = TestFiles::Read(Run(m_sPicture, dir + "/out", script).value("sOutFile").toString());
         const QString temp = text.section('>', -2, -2).section('<', -1).section('/', 0, -2);
         QVERIFY2(temp.startsWith(dir + "/out/_temp"), qPrintable(text));
         QCOMPARE(text, m_sTools + "\nFullDetectTime\n<--models><models><--det><dbnet.onnx><--cls><angle_net.onnx><--rec><crnn_lite_lstm.onnx>"
