@@ -149,6 +149,24 @@ bool TakeParams(QStringList& args, QVariantMap& params, QString* error)
     return true;
 }
 
+int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params, bool& verbose, const QString& mustHave)
+{
+    verbose = TakeFlag(args, QStringLiteral("--verbose"));
+    QString saveDir, error;
+    QVariantMap overrides;
+    if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir))
+        return Usage(QStringLiteral("--save-dir is missing its value"));
+    if (!TakeParams(args, overrides, &error))
+        return Usage(error);
+    if (args.size() != 1 || saveDir.isEmpty())
+        return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
+    params.insert(QStringLiteral("sFile"), QFileInfo(args.first()).absoluteFilePath());
+    params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
+    for (auto it = overrides.cbegin(); it != overrides.cend(); ++it)
+        params.insert(it.key(), it.value());
+    return -1;
+}
+
 QString WorkToolsDir()
 {
     const QString bin = QCoreApplication::applicationDirPath();

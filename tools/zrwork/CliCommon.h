@@ -31,6 +31,12 @@ bool TakeFlag(QStringList& args, const QString& name);
 // Takes every "--param key=value" and "--params file.json" out of args into params
 // (later ones win); false with *error set on a malformed one.
 bool TakeParams(QStringList& args, QVariantMap& params, QString* error);
+// The common shape of the commands that run one work on a FILE: takes FILE, --save-dir
+// DIR, --verbose and --param/--params out of args into params ("sFile" and "sSaveDir"
+// absolute; --param entries win over what params held). Returns -1, or the usage exit
+// status; what is added to the usage message names the command's other must-haves.
+int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
+                    const QString& mustHave = QString());
 // The shipped tool folder: <bin>/../worktools in a build tree, else
 // <bin>/../lib/zrworklib/worktools in an install tree; empty when neither exists.
 QString WorkToolsDir();

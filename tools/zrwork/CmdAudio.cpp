@@ -15,32 +15,6 @@ namespace {
 // Debian's US English pocketsphinx model (package pocketsphinx-en-us).
 const char kDefaultModel[] = "/usr/share/pocketsphinx/model/en-us";
 
-// Reads FILE, --save-dir, --verbose and --param/--params; *status is set and false
-// returned on a usage error.
-bool TakeCommon(QStringList& args, const char* command, QVariantMap* params, bool* verbose, int* status)
-{
-    *verbose = TakeFlag(args, QStringLiteral("--verbose"));
-    QString saveDir, error;
-    QVariantMap overrides;
-    if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir)) {
-        *status = Usage(QStringLiteral("--save-dir is missing its value"));
-        return false;
-    }
-    if (!TakeParams(args, overrides, &error)) {
-        *status = Usage(error);
-        return false;
-    }
-    if (args.size() != 1 || saveDir.isEmpty()) {
-        *status = Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR").arg(QLatin1String(command)));
-        return false;
-    }
-    params->insert(QStringLiteral("sFile"), QFileInfo(args.first()).absoluteFilePath());
-    params->insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
-    for (auto it = overrides.cbegin(); it != overrides.cend(); ++it)
-        params->insert(it.key(), it.value());
-    return true;
-}
-
 } // namespace
 
 int CmdText(QStringList args)
@@ -48,8 +22,8 @@ int CmdText(QStringList args)
     QVariantMap params{{QStringLiteral("sWorkPath"), WorkToolsDir()},
                        {QStringLiteral("sWorkExc"), QString::fromLatin1(kDefaultModel)}};
     bool verbose = false;
-    int status = 0;
-    if (!TakeCommon(args, "text", &params, &verbose, &status))
+    int status = TakeFileCommand(args, "text", params, verbose);
+    if (status >= 0)
         return status;
     if (params.value(QStringLiteral("sWorkPath")).toString().isEmpty())
         return Usage(QStringLiteral("no tool folder found beside zrwork; pass --param sWorkPath=DIR"));
@@ -68,8 +42,8 @@ int CmdUnsilence(QStringList args)
 {
     QVariantMap params;
     bool verbose = false;
-    int status = 0;
-    if (!TakeCommon(args, "unsilence", &params, &verbose, &status))
+    const int status = TakeFileCommand(args, "unsilence", params, verbose);
+    if (status >= 0)
         return status;
     CCliHost host(verbose, AppData());
     return RunAndPrint(host, 9, params);

@@ -32,10 +32,7 @@ QString StylesDir()
 int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
                const QList<QPair<QString, QString>>& numbers = {}, QString* model = nullptr)
 {
-    verbose = TakeFlag(args, QStringLiteral("--verbose"));
-    QString saveDir;
-    if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir)
-        || (model && !TakeOption(args, QStringLiteral("--model"), model)))
+    if (model && !TakeOption(args, QStringLiteral("--model"), model))
         return Usage(QStringLiteral("an option is missing its value"));
     for (const auto& number : numbers) {
         QString text;
@@ -48,19 +45,15 @@ int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool
         if (!ok)
             return Usage(QStringLiteral("%1 wants an integer").arg(number.first));
     }
-    QString error;
-    QVariantMap extra;
-    if (!TakeParams(args, extra, &error))
-        return Usage(error);
-    if (args.size() != 1 || saveDir.isEmpty() || (model && model->isEmpty()))
-        return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command),
-                                                                              model ? QStringLiteral(" --model NAME|PATH") : QString()));
-    const QString file = QFileInfo(args.first()).absoluteFilePath();
-    params.insert(QStringLiteral("sFile"), file);
-    params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
-    params.insert(QStringLiteral("bPicFlt"), IsPicture(file));
-    for (auto it = extra.cbegin(); it != extra.cend(); ++it)
-        params.insert(it.key(), it.value());
+    const QString mustHave = model ? QStringLiteral(" --model NAME|PATH") : QString();
+    const int usage = TakeFileCommand(args, command, params, verbose, mustHave);
+    if (usage >= 0)
+        return usage;
+    if (model && model->isEmpty())
+        return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
+    // --param bPicFlt=... still decides.
+    if (!params.contains(QStringLiteral("bPicFlt")))
+        params.insert(QStringLiteral("bPicFlt"), IsPicture(params.value(QStringLiteral("sFile")).toString()));
     return -1;
 }
 

@@ -12,24 +12,12 @@ namespace zrcli {
 
 int CmdOcr(QStringList args)
 {
-    const bool verbose = TakeFlag(args, QStringLiteral("--verbose"));
-    QString saveDir;
-    if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir))
-        return Usage(QStringLiteral("an option is missing its value"));
-    QVariantMap extra;
-    QString error;
-    if (!TakeParams(args, extra, &error))
-        return Usage(error);
-    if (args.size() != 1 || saveDir.isEmpty())
-        return Usage(QStringLiteral("ocr needs one FILE and --save-dir DIR"));
-
     const QString tools = WorkToolsDir() + QStringLiteral("/ocr");
-    QVariantMap params{{QStringLiteral("sFile"), QFileInfo(args.first()).absoluteFilePath()},
-                       {QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath()},
-                       {QStringLiteral("sWorkPath"), tools},
-                       {QStringLiteral("sWorkExc"), tools + QStringLiteral("/zrocr")}};
-    for (auto it = extra.cbegin(); it != extra.cend(); ++it)
-        params.insert(it.key(), it.value());
+    QVariantMap params{{QStringLiteral("sWorkPath"), tools}, {QStringLiteral("sWorkExc"), tools + QStringLiteral("/zrocr")}};
+    bool verbose = false;
+    const int usage = TakeFileCommand(args, "ocr", params, verbose);
+    if (usage >= 0)
+        return usage;
 
     CCliHost host(verbose, AppData());
     QVariantMap finished;
