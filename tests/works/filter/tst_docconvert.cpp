@@ -1,5 +1,5 @@
 // Document converters: one real round trip through the shipped LibreOffice adapters, the
-// "py ins" gate with a slow stand-in converter, and bad input on both types.
+// "py ins" gate with a slow stand-in converter, and failures and bad input on both types.
 
 #include "TestHost.h"
 #include "core/CObjLibImp.h"
@@ -81,71 +81,62 @@ private Q_SLOTS:
         QCOMPARE(QDir(dir + "/out").entryList(QDir::Files | QDir::Hidden).size(), 2);
     }
 
-    // Three conversions at once through a slow stand-in never overlap.
-    void gate_data()
+    // Conversions at once through a slow stand-in never overlap; a failure or bad input gives
+    // one finished map naming it and nothing in the save folder. The input checks and the save
+    // folder are shared by both types, so each bad input is tried on one; one real conversion fails.
+    void runs_data()
     {
-        QTest::addColumn<QByteArray>("ending"); // the stand-in's last line; empty: no converter at all
-        QTest::addColumn<QStringList>("made");
+        QTest::addColumn<int>("type");
+        QTest::addColumn<QByteArray>("converter"); // the stand-in's last line; empty: none at all
+        QTest::addColumn<QString>("input"); // the content of each input; "<none>": missing
+        QTest::addColumn<QString>("saveDir"); // below the case's folder
+        QTest::addColumn<QStringList>("made"); // sorted, one per work
+        const QByteArray shipped = "<shipped>";
         const QString failed = "docx2pdf_failed_checkoffice";
-        QTest::newRow("converts") << QByteArray("echo pdf > \"$2\"") << QStringList{"a.pdf", "b.pdf", "c.pdf"};
-        QTest::newRow("fails") << QByteArray("exit 3") << QStringList{failed, failed, failed};
-        QTest::newRow("no converter") << QByteArray() << QStringList{failed, failed, failed};
+        QTest::newRow("gate, converts") << 14 << QByteArray("echo pdf > \"$2\"") << "x" << "out" << QStringList{"-a x.pdf", "-b x.pdf", "-c x.pdf"};
+        QTest::newRow("converter fails") << 14 << QByteArray("exit 3") << "x" << "out" << QStringList{failed};
+        QTest::newRow("no converter") << 14 << QByteArray() << "x" << "out" << QStringList{failed};
+        QTest::newRow("missing") << 14 << shipped << "<none>" << "out" << QStringList{failed};
+        QTest::newRow("empty") << 13 << shipped << "" << "out" << QStringList{"task_failed"};
+        QTest::newRow("not a document") << 13 << shipped << "just text\n" << "out" << QStringList{"task_failed"};
+        QTest::newRow("no save dir") << 14 << shipped << "x" << "" << QStringList{"save_dir_failed"};
+        QTest::newRow("save dir below a file") << 13 << shipped << "x" << "plain/out" << QStringList{"save_dir_failed"};
     }
 
-    void gate()
+    void runs()
     {
-        QFETCH(QByteArray, ending);
+        QFETCH(int, type);
+        QFETCH(QByteArray, converter);
+        QFETCH(QString, input);
+        QFETCH(QString, saveDir);
         QFETCH(QStringList, made);
-        const QString dir = m_tmp.filePath(QString("gate/") + QTest::currentDataTag()), program = dir + "/slow converter";
+        const QString dir = m_tmp.filePath(QString("runs/") + QTest::currentDataTag());
         const QByteArray busy = "'" + dir.toUtf8() + "/busy'", log = "'" + dir.toUtf8() + "/runs.log'";
-        QVERIFY(QDir().mkpath(dir));
-        if (!ending.isEmpty())
-            QVERIFY(WriteFile(program, "#!/bin/sh\nmkdir " + busy + " || echo overlap >> " + log + "\nsleep 0.3\nrmdir "
-                                           + busy + "\necho run >> " + log + "\n" + ending + "\n")
-                    && QFile::setPermissions(program, QFile::ReadOwner | QFile::ExeOwner));
+        const bool standIn = converter != "<shipped>", ok = made.first().endsWith(".pdf");
+        QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/plain", "x"));
+        if (standIn && !converter.isEmpty())
+            QVERIFY(WriteFile(dir + "/slow converter", "#!/bin/sh\nmkdir " + busy + " || echo overlap >> " + log + "\nsleep 0.2\nrmdir "
+                                                          + busy + "\necho run >> " + log + "\n" + converter + "\n")
+                    && QFile::setPermissions(dir + "/slow converter", QFile::ReadOwner | QFile::ExeOwner));
         QList<QVariantMap> params;
-        for (const QString input : {"a", "b", "c"})
-            params.append(Params(14, dir + "/" + input + ".docx", dir + "/out", program));
+        for (const QString& name : QStringList{"/-a x", "/-b x", "/-c x"}.mid(0, made.size())) {
+            const QString file = dir + name + (type == 14 ? ".docx" : ".pdf");
+            QVERIFY(input == "<none>" || WriteFile(file, input.toUtf8()));
+            params.append(Params(type, file, saveDir.isEmpty() ? saveDir : dir + "/" + saveDir, standIn ? dir + "/slow converter" : QString()));
+        }
         QStringList results;
-        for (const QVariantMap& r : Run(14, params))
-            results << (r["resMsg"].toString().isEmpty() ? QFileInfo(r["sOutFile"].toString()).fileName() : r["resMsg"].toString());
+        for (const QVariantMap& r : Run(type, params))
+            results << r["resMsg"].toString() + QFileInfo(r["sOutFile"].toString()).fileName();
         results.sort();
         QCOMPARE(results, made);
         // The output name is chosen before the gate is taken: only a later run finds it taken.
-        if (made.first() == "a.pdf")
-            QCOMPARE(Run(14, {params.first()}).first()["sOutFile"].toString(), dir + "/out/a_1.pdf");
+        if (ok)
+            QCOMPARE(Run(type, {params.first()}).first()["sOutFile"].toString(), dir + "/out/-a x_1.pdf");
+        else
+            QVERIFY2(QDir(dir + "/out").entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty(), "nothing half-written");
         QFile runs(dir + "/runs.log");
-        QCOMPARE(runs.open(QIODevice::ReadOnly) ? runs.readAll() : QByteArray(), QByteArray("run\n").repeated(ending.isEmpty() ? 0 : made.first() == "a.pdf" ? 4 : 3));
-    }
-
-    // One finished map naming the failure, nothing left in the save folder. The input
-    // checks and the save folder are shared by both types; one real conversion fails.
-    void badInput_data()
-    {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QString>("input"); // "<none>" missing, else the content
-        QTest::addColumn<QString>("saveDir"); // below the case's folder
-        QTest::addColumn<QString>("resMsg");
-        QTest::newRow("missing") << 14 << "<none>" << "out" << "docx2pdf_failed_checkoffice";
-        QTest::newRow("empty") << 13 << "" << "out" << "task_failed";
-        QTest::newRow("not a document") << 13 << "just text\n" << "out" << "task_failed";
-        QTest::newRow("no save dir") << 14 << "x" << "" << "save_dir_failed";
-        QTest::newRow("save dir below a file") << 13 << "x" << "plain/out" << "save_dir_failed";
-    }
-
-    void badInput()
-    {
-        QFETCH(int, type);
-        QFETCH(QString, input);
-        QFETCH(QString, saveDir);
-        const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
-        const QString file = dir + (type == 14 ? "/-bad input.docx" : "/-bad input.pdf");
-        QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/plain", "x"));
-        QVERIFY(input == "<none>" || WriteFile(file, input.toUtf8()));
-        QFETCH(QString, resMsg);
-        QCOMPARE(Run(type, {Params(type, file, saveDir.isEmpty() ? saveDir : dir + "/" + saveDir)}),
-                 (QList<QVariantMap>{{{"resMsg", resMsg}}}));
-        QVERIFY2(QDir(dir + "/out").entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty(), "nothing half-written");
+        QCOMPARE(runs.open(QIODevice::ReadOnly) ? runs.readAll() : QByteArray(),
+                 QByteArray("run\n").repeated(standIn && !converter.isEmpty() ? made.size() + ok : 0));
     }
 };
 
