@@ -51,24 +51,21 @@ private Q_SLOTS:
                  QString(QCryptographicHash::hash(hashed, QCryptographicHash::Md5).toHex().toUpper()));
     }
 
+    // Hours asked for, as file names want them, are in the segment lists of the voice detection tests.
     void formatSeconds_data()
     {
         QTest::addColumn<qint64>("seconds");
-        QTest::addColumn<bool>("bHours");
         QTest::addColumn<bool>("bFileName");
         QTest::addColumn<QString>("expected");
-        QTest::newRow("59 s") << qint64(59) << false << false << "00:59";
-        QTest::newRow("an hour forces hours") << qint64(3600) << false << false << "01:00:00";
-        QTest::newRow("hours asked") << qint64(75) << true << false << "00:01:15";
-        QTest::newRow("file name") << qint64(75) << true << true << "000115";
-        QTest::newRow("over 99 hours") << qint64(360061) << false << true << "1000101";
+        QTest::newRow("59 s") << qint64(59) << false << "00:59";
+        QTest::newRow("an hour forces hours") << qint64(3600) << false << "01:00:00";
+        QTest::newRow("over 99 hours, file name") << qint64(360061) << true << "1000101";
     }
     void formatSeconds()
     {
         QFETCH(qint64, seconds);
-        QFETCH(bool, bHours);
         QFETCH(bool, bFileName);
-        QTEST(PubUtils::FormatSeconds(seconds, bHours, bFileName), "expected");
+        QTEST(PubUtils::FormatSeconds(seconds, false, bFileName), "expected");
     }
 
     void uniqueFilePathCountsUpTo99()
@@ -128,9 +125,9 @@ private Q_SLOTS:
         QFETCH(QString, dst);
         QTemporaryDir dir;
         const auto at = [&dir](const QString& name) { return dir.filePath(name); };
-        QByteArray plain(256 * 9, '\0');
-        for (int i = 0; i < plain.size(); ++i)
-            plain[i] = static_cast<char>(i);
+        QByteArray plain; // every byte value, nine times
+        while (plain.size() < 256 * 9)
+            plain += static_cast<char>(plain.size());
         QVERIFY(writeFile(at("plain"), plain) && writeFile(at("old"), "old"));
         QVERIFY(PubUtils::MarkModeFile(at("plain"), at("tagged")));
         QByteArray tagged = readFile(at("tagged"));
