@@ -1,6 +1,6 @@
-// Speech to text and silence removal: the shipped recogniser on its own, then whole runs
-// through the library object with the shipped tool folder, and stand-in tools only
-// where one must misbehave.
+// Speech to text and silence removal: the shipped recogniser on its own and behind zrwork,
+// then whole runs through the library object, with stand-in recognisers where a run needs
+// a known text or a tool that misbehaves.
 
 #include "TestHost.h"
 #include "core/CObjLibImp.h"
