@@ -54,9 +54,9 @@ public:
 
     static int Count(int kind) { return Of(kind).size(); }
 
-    // One whole run of a work of the given type through the library object: its result
-    // map, or {"runs": n} when not exactly one finished map came.
-    static QVariantMap RunWork(int type, const QVariantMap& params, unsigned long msecs = 300000)
+    // One whole run of a work of the given type through the library object: its
+    // finished map, or {"runs": n} when not exactly one came.
+    static QVariantMap RunFinished(int type, const QVariantMap& params, unsigned long msecs = 300000)
     {
         Clear();
         CObjLibImp* lib = WorkBaseData::CData::GetInstance()->GetWorkLib();
@@ -68,7 +68,23 @@ public:
         const auto finished = Of(WorkLibRs_Finished);
         if (finished.size() != 1)
             return {{QStringLiteral("runs"), finished.size()}};
-        return finished.first().toMap().value(QStringLiteral("res_data")).toMap();
+        return finished.first().toMap();
+    }
+
+    // The same run's result map (or {"runs": n}).
+    static QVariantMap RunWork(int type, const QVariantMap& params, unsigned long msecs = 300000)
+    {
+        const QVariantMap finished = RunFinished(type, params, msecs);
+        return finished.contains(QStringLiteral("runs")) ? finished : finished.value(QStringLiteral("res_data")).toMap();
+    }
+
+    // The "nPos" of every progress message since the last Clear, in order.
+    static QList<int> Positions()
+    {
+        QList<int> out;
+        for (const QVariant& p : Of(WorkLibRs_Progress))
+            out.append(p.toMap().value(QStringLiteral("nPos")).toInt());
+        return out;
     }
 
 private:

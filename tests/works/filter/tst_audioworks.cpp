@@ -2,6 +2,7 @@
 // then whole runs through the library object, with stand-in recognisers where a run needs
 // a known text or a tool that misbehaves.
 
+#include "TestFiles.h"
 #include "TestHost.h"
 #include "core/CObjLibImp.h"
 
@@ -29,19 +30,6 @@ std::tuple<int, QString, QString> Exec(const QString& program, const QStringList
 
 bool FFmpeg(const QStringList& args) { return std::get<0>(Exec("ffmpeg", QStringList{"-v", "error", "-y"} + args)) == 0; }
 
-QString ReadText(const QString& path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? QString::fromUtf8(f.readAll()) : "<missing>";
-}
-
-bool WriteFile(const QString& path, const QByteArray& data, bool executable = false)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size()
-        && (!executable || f.setPermissions(f.permissions() | QFileDevice::ExeOwner));
-}
-
 } // namespace
 
 class TstAudioWorks : public QObject
@@ -57,17 +45,10 @@ class TstAudioWorks : public QObject
     // progress positions as "progress".
     QVariantMap Run(int type, const QVariantMap& params)
     {
-        TestHost::Clear();
-        CDetWork* work = m_pLib->CreateWork(type);
-        work->SetParams(params);
-        work->StartWork();
-        work->JoinWork(120000);
-        m_pLib->ReleaseWork(work);
-        const auto finished = TestHost::Of(WorkLibRs_Finished);
-        QVariantMap map = finished.size() == 1 ? finished.first().toMap() : QVariantMap{{"runs", finished.size()}};
+        QVariantMap map = TestHost::RunFinished(type, params);
         QVariantList progress;
-        for (const QVariant& p : TestHost::Of(WorkLibRs_Progress))
-            progress << p.toMap().value("nPos");
+        for (int p : TestHost::Positions())
+            progress << p;
         map.insert("progress", progress);
         return map;
     }
@@ -80,7 +61,7 @@ class TstAudioWorks : public QObject
         QDir().mkpath(dir);
         for (auto it = programs.begin(); it != programs.end(); ++it)
             it.value().isEmpty() ? QFile::link(ToolDir() + "/audiosrc/" + it.key(), dir + "/" + it.key())
-                                 : WriteFile(dir + "/" + it.key(), "#!/bin/sh\n" + it.value(), true);
+                                 : TestFiles::Write(dir + "/" + it.key(), "#!/bin/sh\n" + it.value(), true);
         return QFileInfo(dir).path();
     }
 
@@ -127,7 +108,7 @@ private Q_SLOTS:
         const auto [code, out, err] = Exec(ToolDir() + "/audiosrc/test.exe", args + QStringList{"-otxt", "-nt", "-f", dir + "/1.wav"});
         QCOMPARE(code, exitCode);
         QCOMPARE(QString(err).remove(dir + "/"), error);
-        QCOMPARE(ReadText(dir + "/1.txt"), text);
+        QCOMPARE(TestFiles::Read(dir + "/1.txt"), text);
     }
 
     // The shipped tool folder and model behind the command line's defaults, through the library.
@@ -195,10 +176,10 @@ private Q_SLOTS:
         QFETCH(QVariantList, progress);
         const QString dir = m_tmp.filePath(QString("runs/") + QTest::currentDataTag()), file = dir + "/" + name, out = dir + "/out/" + outFile;
         const QString taken = outFile.contains("_1.") ? QString(outFile).replace("_1.", ".") : QString();
-        QVERIFY(QDir().mkpath(dir) && (taken.isEmpty() || (QDir().mkpath(dir + "/out") && WriteFile(dir + "/out/" + taken, "old"))));
+        QVERIFY(QDir().mkpath(dir) && (taken.isEmpty() || (QDir().mkpath(dir + "/out") && TestFiles::Write(dir + "/out/" + taken, "old"))));
         const QMap<QByteArray, QString> media{{"<speech>", m_sWav}, {"<talk>", m_sVideo}, {"<video>", m_tmp.filePath("mute.mp4")}};
         QVERIFY(content.isNull() || (media.contains(content) ? QFile::copy(media[content], file)
-                                     : content == "<dir>" ? QDir().mkpath(file) : WriteFile(file, content)));
+                                     : content == "<dir>" ? QDir().mkpath(file) : TestFiles::Write(file, content)));
         const QVariantMap params{{"sFile", file}, {"sSaveDir", resMsg == "save_dir_failed" ? "" : dir + "/out"},
                                  {"sWorkPath", tools.isEmpty() ? ToolDir() : tools}, {"sWorkExc", kModel}};
         const QVariantMap finished = Run(type, params);
@@ -209,7 +190,7 @@ private Q_SLOTS:
         QCOMPARE(finished.value("res_data").toMap(), (type == 12 && !outFile.isEmpty() ? QVariantMap{{"resMsg", ""}, {"sOutFile", out}} : QVariantMap{{"resMsg", resMsg}}));
         QCOMPARE(finished.value("progress").toList(), progress);
         QCOMPARE(QDir(dir + "/out").entryList(QDir::Files), (QStringList{taken, outFile}.filter(QRegularExpression("."))));
-        QVERIFY(taken.isEmpty() || ReadText(dir + "/out/" + taken) == "old");
+        QVERIFY(taken.isEmpty() || TestFiles::Read(dir + "/out/" + taken) == "old");
         // A failed recognition leaves its temporary folder for a look at what went wrong.
         const QString temp = dir + "/out/" + QDir(dir + "/out").entryList({"_temp*"}, QDir::Dirs).value(0);
         QCOMPARE(TestHost::LogsWith("CDetAFltAudio2Text::DoWork Warn>> asr failed " + temp + "/1.wav").size(), int(resMsg == "recog_audio_failed"));
@@ -217,7 +198,7 @@ private Q_SLOTS:
             return;
         const auto [code, probe, err] = Exec("ffprobe", {"-v", "error", "-show_entries", "format=duration:stream=codec_name", "-of", "csv=p=0", out});
         // Silences longer than a second go: about the 3 s of tone are left of 8.
-        QCOMPARE(type == 12 ? ReadText(out) : probe.section('\n', 0, 0), text);
+        QCOMPARE(type == 12 ? TestFiles::Read(out) : probe.section('\n', 0, 0), text);
         QVERIFY2(type == 12 || qAbs(probe.section('\n', 1, 1).toDouble() - 3.0) < 0.3, qPrintable(probe));
     }
 };

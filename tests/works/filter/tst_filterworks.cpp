@@ -52,21 +52,12 @@ class TstFilterWorks : public QObject
 
     struct Run { QVariantMap params, result; QList<int> progress; };
 
+    // Exactly one finished map a run, or no result compares equal.
     Run Start(int type, const QVariantMap& params)
     {
-        TestHost::Clear();
-        CDetWork* work = m_pLib->CreateWork(type);
-        work->SetParams(params);
-        work->StartWork();
-        work->JoinWork(300000);
-        m_pLib->ReleaseWork(work);
-        const auto finished = TestHost::Of(WorkLibRs_Finished);
-        // Exactly one finished map a run, or no result compares equal.
-        const QVariantMap last = finished.size() == 1 ? finished.first().toMap() : QVariantMap{{"res_data", QVariantMap{{"runs", finished.size()}}}};
-        Run run{last.value("user_data").toMap(), last.value("res_data").toMap(), {}};
-        for (const QVariant& p : TestHost::Of(WorkLibRs_Progress))
-            run.progress.append(p.toMap().value("nPos").toInt());
-        return run;
+        const QVariantMap last = TestHost::RunFinished(type, params);
+        const QVariantMap result = last.contains("runs") ? last : last.value("res_data").toMap();
+        return Run{last.value("user_data").toMap(), result, TestHost::Positions()};
     }
 
     QVariantMap Params(int type, const QString& file, const QString& saveDir, bool picture, const QString& model)
