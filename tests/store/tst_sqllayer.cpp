@@ -1,5 +1,6 @@
 // The SQL helper layer on real SQLite files and real threads.
 
+#include "StoreTestUtil.h"
 #include "store/ConnectionPool.h"
 #include "store/Transaction.h"
 
@@ -34,16 +35,8 @@ private:
         return path;
     }
 
-    // The rows of t as "a,b" in insertion order, read in a transaction of their own.
-    QStringList rows(const QString& name)
-    {
-        QStringList out;
-        Transaction t(m_pool.database(name));
-        QueryResult r = t.execQuery("SELECT a || ',' || b FROM t ORDER BY rowid");
-        while (r.next())
-            out << r.value(0).toString();
-        return out;
-    }
+    // The rows of t as "a,b" in insertion order, as another connection sees them.
+    static QStringList rows(const QString& path) { return StoreTest::Query(path, "SELECT a || ',' || b FROM t ORDER BY rowid"); }
 
 private Q_SLOTS:
     void oneConnectionPerThread()

@@ -46,8 +46,8 @@ private Q_SLOTS:
     {
         QTemporaryDir tmp;
         QFile f(tmp.filePath("p.json"));
-        QVERIFY(f.open(QIODevice::WriteOnly));
-        f.write(R"({"sFile": "/x.mp4", "nDecibel": 30, "dMinSec": 2, "bMergeVideo": true, "nTrack": 1.5})");
+        QVERIFY(f.open(QIODevice::WriteOnly) &&
+                f.write(R"({"sFile": "/x.mp4", "nDecibel": 30, "dMinSec": 2, "bMergeVideo": true, "nTrack": 1.5})") > 0);
         f.close();
         QVariantMap params;
         QString error;
