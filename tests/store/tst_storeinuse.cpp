@@ -16,8 +16,6 @@
 
 using namespace StoreTest;
 
-static void Ignore(WorkLibRs, const QVariant&) { }
-
 static QString Key(int type, int i)
 {
     return QStringLiteral("K%1_%2").arg(type).arg(i, 2, 10, QLatin1Char('0'));
@@ -58,9 +56,8 @@ private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(m_dir.isValid());
-        m_lib = CreateWorkLib(&Ignore, QVariantMap{{"appData", m_dir.path()}});
-        QVERIFY(m_lib);
         TestHost::Install(QVariantMap{{"appData", m_dir.path()}});
+        m_lib = WorkBaseData::CData::GetInstance()->GetWorkLib();
         QVERIFY(m_lib->InitModelStore(m_dir.filePath("host/data")));
         QCOMPARE(m_store->CataloguePath(), m_dir.filePath("host/data/zrModelData/videofile.fdb"));
         // Rows with chosen values, loaded straight into the tables.

@@ -51,10 +51,7 @@ private Q_SLOTS:
         QFETCH(QString, stdErrAfter);
         CProcessWork work;
         work.StartTask(program.isEmpty() ? child() : program, args, QString());
-        QStringList got;
-        for (const QString& line : TestHost::Logs())
-            got << line.mid(line.indexOf("] ") + 2);
-        QCOMPARE(got, QStringList {"CProcessWork::StartTask Info exec " + args.join(' ')} + log);
+        QCOMPARE(TestHost::Lines(), QStringList {"CProcessWork::StartTask Info exec " + args.join(' ')} + log);
         QCOMPARE(work.GetStdErr(), stdErrAfter);
         QCOMPARE(work.Succeeded(), log.isEmpty());
         QFETCH(CProcessWork::Outcome, outcome);

@@ -28,7 +28,6 @@ private Q_SLOTS:
         QTest::addColumn<QString>("file");
         QTest::addColumn<int>("ret");
         QTest::newRow("video") << "detVideoImg" << "clip.mp4" << 0;
-        QTest::newRow("missing") << "detVideoImg" << "none.mp4" << 1;
         QTest::newRow("not media") << "detVideoImg" << "" << 1; // the folder itself
         QTest::newRow("other type") << "faces" << "clip.mp4" << -1;
     }
