@@ -49,6 +49,15 @@ public:
         return out;
     }
 
+    // Log lines from the function name on: time stamp and thread number vary.
+    static QStringList Lines()
+    {
+        QStringList out;
+        for (const QString& line : Logs())
+            out.append(line.mid(line.indexOf(QLatin1String("] ")) + 2));
+        return out;
+    }
+
     // Log lines containing needle.
     static QStringList LogsWith(const QString& needle) { return Logs().filter(needle); }
 

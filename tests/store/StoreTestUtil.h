@@ -5,6 +5,7 @@
 #include "TestHost.h"
 
 #include <QFile>
+#include <QRegularExpression>
 #include <QSqlDatabase>
 #include <QSqlError>
 #include <QSqlQuery>
@@ -18,14 +19,8 @@ inline bool WriteFile(const QString& path, const QByteArray& content)
     return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
 }
 
-// The store's log lines from its function name on: time stamp and thread number vary.
-inline QStringList StoreLines()
-{
-    QStringList out;
-    for (const QString& line : TestHost::LogsWith(QStringLiteral("CDBStore::")))
-        out.append(line.mid(line.indexOf(QLatin1String("CDBStore::"))));
-    return out;
-}
+// The store's log lines from its function name on.
+inline QStringList StoreLines() { return TestHost::Lines().filter(QRegularExpression(QStringLiteral("^CDBStore::"))); }
 
 // Runs sql on path through a private connection and returns the first column of every row.
 inline QStringList Query(const QString& path, const QString& sql)

