@@ -46,12 +46,12 @@ npm_pins=(
 cache=$root/.deps/npm
 mkdir -p "$cache"
 for pin in "${npm_pins[@]}"; do
-  spec=${pin%% *}
+  pkg=${pin%% *}
   want=${pin##* }
   # npm pack names scoped tarballs "scope-name-version.tgz"
-  file=$(echo "${spec#@}" | sed 's|/|-|; s|@\([^@]*\)$|-\1|').tgz
+  file=$(echo "${pkg#@}" | sed 's|/|-|; s|@\([^@]*\)$|-\1|').tgz
   if [ ! -f "$cache/$file" ]; then
-    (cd "$cache" && npm pack --silent "$spec" >/dev/null)
+    (cd "$cache" && npm pack --silent "$pkg" >/dev/null)
   fi
   got="sha512-$(openssl dgst -sha512 -binary "$cache/$file" | base64 -w0)"
   if [ "$got" != "$want" ]; then
