@@ -36,7 +36,7 @@ class TstAudioWorks : public QObject
     Q_OBJECT
 
     QTemporaryDir m_tmp;
-    // goforward as a 16 kHz mono WAV; 8 s of picture and tone, silent from 1 to 4 s and 5 to 7 s
+    // goforward as a 16 kHz mono WAV; 8 s of picture and tone, silent from 1 to 4 s and 5 to 7 s (mute.mp4: its first second, no sound)
     const QString m_sWav = m_tmp.filePath("goforward.wav"), m_sVideo = m_tmp.filePath("talk.mkv");
 
     // A tool folder whose audiosrc holds shell scripts, or links to the shipped program
