@@ -1,6 +1,5 @@
-// Speech to text and silence removal: the shipped recogniser on its own and behind zrwork,
-// then whole runs through the library object, with stand-in recognisers where a run needs
-// a known text or a tool that misbehaves.
+// Speech to text and silence removal: the shipped recogniser alone and behind zrwork, then whole
+// runs, with stand-in recognisers where a run needs a known text or a tool that misbehaves.
 
 #include "TestFiles.h"
 #include "TestHost.h"
@@ -37,21 +36,8 @@ class TstAudioWorks : public QObject
     Q_OBJECT
 
     QTemporaryDir m_tmp;
-    CWorkLib* m_pLib = nullptr;
-    // goforward as a 16 kHz mono WAV; 8 s of picture and tone, silent from 1 to 4 s and 5 to 7 s
+    // goforward as a 16 kHz mono WAV; 8 s of picture and tone, silent from 1 to 4 s and 5 to 7 s (mute.mp4: its first second, no sound)
     const QString m_sWav = m_tmp.filePath("goforward.wav"), m_sVideo = m_tmp.filePath("talk.mkv");
-
-    // One whole run: the finished map, or {"runs": n} when not exactly one came, and the
-    // progress positions as "progress".
-    QVariantMap Run(int type, const QVariantMap& params)
-    {
-        QVariantMap map = TestHost::RunFinished(type, params);
-        QVariantList progress;
-        for (int p : TestHost::Positions())
-            progress << p;
-        map.insert("progress", progress);
-        return map;
-    }
 
     // A tool folder whose audiosrc holds shell scripts, or links to the shipped program
     // of that name where the script is empty.
@@ -69,12 +55,10 @@ private Q_SLOTS:
     void initTestCase()
     {
         TestHost::Install({{"appData", m_tmp.path()}});
-        m_pLib = WorkBaseData::CData::GetInstance()->GetWorkLib();
         QVERIFY(FFmpeg({"-f", "s16le", "-ar", "16000", "-ac", "1", "-i", "/usr/share/pocketsphinx/test/data/goforward.raw", m_sWav}));
         QVERIFY(FFmpeg({"-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=8", "-f", "lavfi", "-i",
                         "aevalsrc='if(between(t,1,4)+between(t,5,7),0,0.5*sin(2*PI*440*t))':s=16000:d=8", "-c:v",
-                        "libx264", "-c:a", "pcm_s16le", m_sVideo}));
-        QVERIFY(FFmpeg({"-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=1", m_tmp.filePath("mute.mp4")}));
+                        "libx264", "-c:a", "pcm_s16le", m_sVideo, "-an", "-t", "1", m_tmp.filePath("mute.mp4")}));
     }
 
     // Its text and its complaints; a language the model does not serve only warns, and the
@@ -119,11 +103,10 @@ private Q_SLOTS:
         QVERIFY2(out.endsWith("}\n" + kGoForward), "the finished map, then the text");
     }
 
-    // One whole run a row. "content" makes the input: "<speech>" the recording, "<talk>" the
-    // toned video, "<video>" a silent one, "<dir>" a folder, else those bytes, or nothing when
-    // null. An output named "_1" finds its plain name taken (by "old"); otherwise the save
-    // folder does not exist yet. Stand-in recognisers ("tools") print their text where the
-    // real one would, so the real converter and the fallbacks are seen on their own.
+    // One whole run a row. "content" makes the input: "<speech>" the recording, "<talk>" the toned video,
+    // "<video>" a silent one, "<dir>" a folder, else those bytes, or nothing when null. An output named "_1"
+    // finds its plain name taken (by "old"); otherwise the save folder does not exist yet. Stand-in recognisers
+    // ("tools") print their text where the real one would, so the converter and the fallbacks are seen alone.
     void runs_data()
     {
         QTest::addColumn<int>("type");
@@ -133,10 +116,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("resMsg");
         QTest::addColumn<QString>("outFile");
         QTest::addColumn<QString>("text"); // of the output; the codec for silence removal
-        QTest::addColumn<QVariantList>("progress");
+        QTest::addColumn<QList<int>>("progress");
         const QByteArray speech = "<speech>", traditional = "printf '這是繁體中文，軟體與網路\\n' > \"$(dirname \"$8\")/1.txt\"\n";
         const QString wav = "goforward.wav", txt = "goforward.txt", asrFailed = "recog_audio_failed";
-        const QVariantList done{1, 99, 100};
+        const QList<int> done{1, 99, 100};
         // The base name ends at the first dot. The shipped recogniser's own run is zrworkText's.
         QTest::newRow("12 no converter keeps the text") << 12 << kOdd + ".take 1.wav" << speech << Tools("nocc", {{"test.exe", traditional}}) << ""
                                                         << kOdd + "_1.txt" << "這是繁體中文，軟體與網路\n" << done;
@@ -146,21 +129,20 @@ private Q_SLOTS:
         const QString args = Tools("args", {{"test.exe", "f=\"$(dirname \"$8\")/1.txt\"; pwd > \"$f\"; echo \"$@\" | sed 's/_temp[0-9]*_[0-9]*/_temp/' >> \"$f\"\n"}});
         QTest::newRow("12 arguments") << 12 << wav << speech << args << "" << txt << args + "/audiosrc\n--language zh -m " + kModel
                 + " -otxt -nt -f " + m_tmp.filePath("runs/12 arguments/out/_temp/1.wav\n") << done;
-        QTest::newRow("12 no recogniser") << 12 << wav << speech << Tools("none", {{"opencc.exe", ""}}) << asrFailed << "" << "" << QVariantList{1};
-        QTest::newRow("12 recogniser writes nothing") << 12 << wav << speech << Tools("mute", {{"test.exe", "exit 0\n"}}) << asrFailed << "" << ""
-                                                      << QVariantList{1};
-        QTest::newRow("9 silences gone") << 9 << kOdd + ".mkv" << QByteArray("<talk>") << "" << "" << kOdd + ".mp3" << "mp3" << QVariantList{5};
-        QTest::newRow("9 name taken") << 9 << "talk.mkv" << QByteArray("<talk>") << "" << "" << "talk_1.mp3" << "mp3" << QVariantList{5};
+        QTest::newRow("12 no recogniser") << 12 << wav << speech << Tools("none", {{"opencc.exe", ""}}) << asrFailed << "" << "" << QList<int>{1};
+        QTest::newRow("12 recogniser writes nothing") << 12 << wav << speech << Tools("mute", {{"test.exe", "exit 0\n"}}) << asrFailed << "" << "" << QList<int>{1};
+        QTest::newRow("9 silences gone") << 9 << kOdd + ".mkv" << QByteArray("<talk>") << "" << "" << kOdd + ".mp3" << "mp3" << QList<int>{5};
+        QTest::newRow("9 name taken") << 9 << "talk.mkv" << QByteArray("<talk>") << "" << "" << "talk_1.mp3" << "mp3" << QList<int>{5};
         // Speech to text reports unreadable input by leaving out "sOutFile" with an empty "resMsg".
         for (int type : {12, 9}) {
             const QString failed = type == 9 ? "audioRemSilence_failed" : "";
-            const QVariantList progress = type == 9 ? QVariantList{5} : QVariantList();
+            const QList<int> progress = type == 9 ? QList<int>{5} : QList<int>();
             QTest::addRow("%d missing", type) << type << "gone.wav" << QByteArray() << "" << failed << "" << "" << progress;
             QTest::addRow("%d empty", type) << type << "empty.wav" << QByteArray("") << "" << failed << "" << "" << progress;
             QTest::addRow("%d not media", type) << type << "notes.mp4" << QByteArray("just text\n") << "" << failed << "" << "" << progress;
             QTest::addRow("%d directory", type) << type << "dir.wav" << QByteArray("<dir>") << "" << failed << "" << "" << progress;
             QTest::addRow("%d video without sound", type) << type << "mute.mp4" << QByteArray("<video>") << "" << failed << "" << "" << progress;
-            QTest::addRow("%d no save dir", type) << type << "x.wav" << speech << "" << "save_dir_failed" << "" << "" << QVariantList();
+            QTest::addRow("%d no save dir", type) << type << "x.wav" << speech << "" << "save_dir_failed" << "" << "" << QList<int>();
         }
     }
 
@@ -173,7 +155,7 @@ private Q_SLOTS:
         QFETCH(QString, resMsg);
         QFETCH(QString, outFile);
         QFETCH(QString, text);
-        QFETCH(QVariantList, progress);
+        QFETCH(QList<int>, progress);
         const QString dir = m_tmp.filePath(QString("runs/") + QTest::currentDataTag()), file = dir + "/" + name, out = dir + "/out/" + outFile;
         const QString taken = outFile.contains("_1.") ? QString(outFile).replace("_1.", ".") : QString();
         QVERIFY(QDir().mkpath(dir) && (taken.isEmpty() || (QDir().mkpath(dir + "/out") && TestFiles::Write(dir + "/out/" + taken, "old"))));
@@ -182,13 +164,13 @@ private Q_SLOTS:
                                      : content == "<dir>" ? QDir().mkpath(file) : TestFiles::Write(file, content)));
         const QVariantMap params{{"sFile", file}, {"sSaveDir", resMsg == "save_dir_failed" ? "" : dir + "/out"},
                                  {"sWorkPath", tools.isEmpty() ? ToolDir() : tools}, {"sWorkExc", kModel}};
-        const QVariantMap finished = Run(type, params);
+        const QVariantMap finished = TestHost::RunFinished(type, params);
         QVariantMap echoed = finished.value("user_data").toMap();
         // Speech to text names its output in the result map, silence removal in the parameter map.
         QCOMPARE(echoed.take("sOutFile").toString(), type == 9 && !outFile.isEmpty() ? out : QString());
         QCOMPARE(echoed, params);
         QCOMPARE(finished.value("res_data").toMap(), (type == 12 && !outFile.isEmpty() ? QVariantMap{{"resMsg", ""}, {"sOutFile", out}} : QVariantMap{{"resMsg", resMsg}}));
-        QCOMPARE(finished.value("progress").toList(), progress);
+        QCOMPARE(TestHost::Positions(), progress);
         QCOMPARE(QDir(dir + "/out").entryList(QDir::Files), (QStringList{taken, outFile}.filter(QRegularExpression("."))));
         QVERIFY(taken.isEmpty() || TestFiles::Read(dir + "/out/" + taken) == "old");
         // A failed recognition leaves its temporary folder for a look at what went wrong.

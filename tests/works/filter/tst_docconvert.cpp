@@ -1,18 +1,13 @@
 // Document converters: one real round trip through the shipped LibreOffice adapters, the
 // "py ins" gate with a slow stand-in converter, and failures and bad input on both types.
 
+#include "TestFiles.h"
 #include "TestHost.h"
 #include "core/CObjLibImp.h"
 #include "work/CDataWaitFiFo.h"
 
 #include <QTemporaryDir>
 #include <QtTest>
-
-static bool WriteFile(const QString& path, const QByteArray& data)
-{
-    QFile f(path);
-    return f.open(QIODevice::WriteOnly) && f.write(data) == data.size();
-}
 
 class TstDocConvert : public QObject
 {
@@ -59,10 +54,8 @@ private Q_SLOTS:
     {
         QVERIFY2(QDir(m_sScratch).isEmpty(), "the adapters remove their profiles and scratch files");
         QCOMPARE(PyInsPool().Size(), 1);
-        for (const QString& pid : QDir("/proc").entryList(QDir::Dirs)) {
-            QFile cmd("/proc/" + pid + "/cmdline");
-            QVERIFY2(!cmd.open(QIODevice::ReadOnly) || !cmd.readAll().contains(m_sScratch.toUtf8()), qPrintable(pid));
-        }
+        for (const QString& pid : QDir("/proc").entryList(QDir::Dirs))
+            QVERIFY2(!TestFiles::Read("/proc/" + pid + "/cmdline").contains(m_sScratch), qPrintable(pid));
     }
 
     // Odd characters in every name, .docx to .pdf and back; nothing else left beside them.
@@ -70,7 +63,7 @@ private Q_SLOTS:
     {
         const QString dir = m_tmp.filePath("round trip"), name = dir + "/%1/-it's \"odd\" ü 文档.%2";
         const QString docx = name.arg("src", "docx"), pdf = name.arg("out", "pdf"), back = name.arg("out", "docx");
-        QVERIFY(QDir().mkpath(dir + "/src") && WriteFile(name.arg("src", "txt"), "Hello zrworklib\nSecond line\n"));
+        QVERIFY(QDir().mkpath(dir + "/src") && TestFiles::Write(name.arg("src", "txt"), "Hello zrworklib\nSecond line\n"));
         QProcess::execute("soffice", {"-env:UserInstallation=file://" + m_tmp.filePath("profile"), "--headless", "--convert-to",
                                       "docx:MS Word 2007 XML", "--outdir", dir + "/src", name.arg("src", "txt")});
         QDir(m_sScratch).removeRecursively(), QDir().mkpath(m_sScratch);
@@ -113,15 +106,13 @@ private Q_SLOTS:
         const QString dir = m_tmp.filePath(QString("runs/") + QTest::currentDataTag());
         const QByteArray busy = "'" + dir.toUtf8() + "/busy'", log = "'" + dir.toUtf8() + "/runs.log'";
         const bool standIn = converter != "<shipped>", ok = made.first().endsWith(".pdf");
-        QVERIFY(QDir().mkpath(dir) && WriteFile(dir + "/plain", "x"));
-        if (standIn && !converter.isEmpty())
-            QVERIFY(WriteFile(dir + "/slow converter", "#!/bin/sh\nmkdir " + busy + " || echo overlap >> " + log + "\nsleep 0.2\nrmdir "
-                                                          + busy + "\necho run >> " + log + "\n" + converter + "\n")
-                    && QFile::setPermissions(dir + "/slow converter", QFile::ReadOwner | QFile::ExeOwner));
+        QVERIFY(QDir().mkpath(dir) && TestFiles::Write(dir + "/plain", "x")
+                && (!standIn || converter.isEmpty() || TestFiles::Write(dir + "/slow converter", "#!/bin/sh\nmkdir " + busy + " || echo overlap >> "
+                                                                        + log + "\nsleep 0.2\nrmdir " + busy + "\necho run >> " + log + "\n" + converter + "\n", true)));
         QList<QVariantMap> params;
         for (const QString& name : QStringList{"/-a x", "/-b x", "/-c x"}.mid(0, made.size())) {
             const QString file = dir + name + (type == 14 ? ".docx" : ".pdf");
-            QVERIFY(input == "<none>" || WriteFile(file, input.toUtf8()));
+            QVERIFY(input == "<none>" || TestFiles::Write(file, input.toUtf8()));
             params.append(Params(type, file, saveDir.isEmpty() ? saveDir : dir + "/" + saveDir, standIn ? dir + "/slow converter" : QString()));
         }
         QStringList results;
@@ -134,9 +125,7 @@ private Q_SLOTS:
             QCOMPARE(Run(type, {params.first()}).first()["sOutFile"].toString(), dir + "/out/-a x_1.pdf");
         else
             QVERIFY2(QDir(dir + "/out").entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).isEmpty(), "nothing half-written");
-        QFile runs(dir + "/runs.log");
-        QCOMPARE(runs.open(QIODevice::ReadOnly) ? runs.readAll() : QByteArray(),
-                 QByteArray("run\n").repeated(standIn && !converter.isEmpty() ? made.size() + ok : 0));
+        QCOMPARE(TestFiles::Read(dir + "/runs.log"), standIn && !converter.isEmpty() ? QString("run\n").repeated(made.size() + ok) : "<missing>");
     }
 };
 

@@ -1,6 +1,7 @@
 // The picture filters on pictures made here: beautify against its written steps, style
 // through tiny identity and inverting networks built with the tests.
 
+#include "TestFiles.h"
 #include "TestHost.h"
 #include "works/filter/BeautifyFilter.h"
 #include "works/filter/StyleFilter.h"
@@ -78,8 +79,7 @@ private Q_SLOTS:
         TestHost::Install({{"appData", m_tmp.path()}});
         // A network in another format is a damaged one to the Torch reader.
         QVERIFY(QFile::copy(m_sNets + "/identity.onnx", m_tmp.filePath("ID.ONNX")) && QFile::copy(m_sNets + "/identity.onnx", m_tmp.filePath("bad.t7")));
-        QFile bad(m_tmp.filePath("bad.onnx"));
-        QVERIFY(bad.open(QIODevice::WriteOnly) && bad.write("not a network") > 0);
+        QVERIFY(TestFiles::Write(m_tmp.filePath("bad.onnx"), "not a network"));
     }
 
     // A refused row names the values its log lines give; the others follow the written
@@ -123,8 +123,7 @@ private Q_SLOTS:
             QVERIFY(MaxDiff(dst, BeautifyByHand(shown, options)) <= 1);
         QCOMPARE(TestHost::LogsWith("parame check failed " + refused).size(), refused.isEmpty() ? 0 : 2);
         QCOMPARE(TestHost::LogsWith("BeautifyFilter::DoFilter Warn>> parame check failed").size(), refused.isEmpty() ? 0 : 1);
-        const int shownLogs = options.value("bShow").toInt();
-        QCOMPARE(TestHost::LogsWith("BeautifyFilter::DoFilter Info preview not shown: the host runs no QApplication").size(), shownLogs);
+        QCOMPARE(TestHost::LogsWith("BeautifyFilter::DoFilter Info preview not shown: the host runs no QApplication").size(), options.value("bShow").toInt());
         QCOMPARE(filter.DoFilter(cv::Mat(), dst), -1);
         QCOMPARE(filter.DoFilter(qPrintable(m_sNone), dst), -1);
         QCOMPARE(TestHost::LogsWith("BeautifyFilter::DoFilter Info imread failed " + m_sNone).size(), 1);

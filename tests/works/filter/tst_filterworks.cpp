@@ -1,6 +1,6 @@
-// The frame pipeline's works end to end on generated clips: beautify, style, the real
-// upscaler and the re-encoding pass, their progress, outputs and failures.
+// The frame pipeline's works end to end on generated clips: beautify, style, the real upscaler, re-encoding.
 
+#include "TestFiles.h"
 #include "TestHost.h"
 #include "base/PubUtils.h"
 #include "core/CObjLibImp.h"
@@ -25,14 +25,6 @@ QString Exec(const QString& program, const QStringList& args)
     return p.waitForFinished(60000) && p.exitCode() == 0 ? QString::fromUtf8(p.readAllStandardOutput()) : "<failed>";
 }
 
-bool MakeClip(const QString& path, double seconds, bool sound)
-{
-    QStringList args{"-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=15:duration=" + QString::number(seconds)};
-    if (sound)
-        args << "-f" << "lavfi" << "-i" << "sine=duration=" + QString::number(seconds) << "-c:a" << "aac";
-    return Exec("ffmpeg", args << "-pix_fmt" << "yuv420p" << path) != "<failed>";
-}
-
 cv::Mat FirstFrame(const QString& path)
 {
     cv::Mat frame;
@@ -46,40 +38,17 @@ class TstFilterWorks : public QObject
 {
     Q_OBJECT
     QTemporaryDir m_tmp;
-    CWorkLib* m_pLib = nullptr;
     const QString m_sClip = m_tmp.filePath("clip.mp4"), m_sPic = m_tmp.filePath("pic.png");
     const QString m_sTools = QCoreApplication::applicationDirPath() + "/../worktools";
-
-    struct Run { QVariantMap params, result; QList<int> progress; };
-
-    // Exactly one finished map a run, or no result compares equal.
-    Run Start(int type, const QVariantMap& params)
-    {
-        const QVariantMap last = TestHost::RunFinished(type, params);
-        const QVariantMap result = last.contains("runs") ? last : last.value("res_data").toMap();
-        return Run{last.value("user_data").toMap(), result, TestHost::Positions()};
-    }
-
-    QVariantMap Params(int type, const QString& file, const QString& saveDir, bool picture, const QString& model)
-    {
-        QVariantMap p{{"sFile", file}, {"sSaveDir", saveDir}, {"bPicFlt", picture}};
-        if (type == 6)
-            p.insert({{"nDegree", 3}, {"nDetails", 2}, {"nOpacity", 5}, {"nWhite", 2}});
-        if (type == 7)
-            p.insert("mapStyle", QVariantMap{{"sModel", m_sTools + "/styles/" + model}});
-        if (type == 8)
-            p.insert({{"sWorkPath", m_sTools + "/upscale"}, {"sWorkExc", "waifu2x"}});
-        return p;
-    }
-
-    static QStringList Entries(const QString& dir) { return QDir(dir).entryList(QDir::AllEntries | QDir::NoDotAndDotDot); }
 
 private Q_SLOTS:
     void initTestCase()
     {
         TestHost::Install({{"appData", m_tmp.path()}});
-        m_pLib = WorkBaseData::CData::GetInstance()->GetWorkLib();
-        QVERIFY(MakeClip(m_sClip, 1, true) && MakeClip(m_tmp.filePath("mute.mp4"), 1, false) && MakeClip(m_tmp.filePath("short.mp4"), 0.14, true));
+        // One second at 15 frames with a tone, the same without sound, and its first 0.2 s (3 frames).
+        QVERIFY(Exec("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=15:duration=1", "-f", "lavfi", "-i", "sine=duration=1",
+                                "-pix_fmt", "yuv420p", "-c:a", "aac", m_sClip, "-pix_fmt", "yuv420p", "-an", m_tmp.filePath("mute.mp4"),
+                                "-pix_fmt", "yuv420p", "-c:a", "aac", "-t", "0.2", m_tmp.filePath("short.mp4")}) != "<failed>");
         QVERIFY(Exec("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "testsrc=size=80x60", "-frames:v", "1", m_sPic}) != "<failed>");
     }
 
@@ -148,23 +117,25 @@ private Q_SLOTS:
         QFETCH(QList<int>, progress);
         QFETCH(QString, resMsg);
         QFETCH(int, width);
-        const QString dir = m_tmp.filePath(QString("runs/") + QTest::currentDataTag()), source = m_tmp.filePath(input);
-        QFile file(dir + "/" + name), plain(dir + "/plain"); // a file to put a save folder below
-        QVERIFY(QDir().mkpath(dir + "/out") && plain.open(QIODevice::WriteOnly));
-        if (input.startsWith('='))
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(input.mid(1).toUtf8()) == input.size() - 1);
-        file.close();
+        const QString dir = m_tmp.filePath(QString("runs/") + QTest::currentDataTag()), source = m_tmp.filePath(input), file = dir + "/" + name;
+        // "plain" is a file to put a save folder below.
+        QVERIFY(QDir().mkpath(dir + "/out") && TestFiles::Write(dir + "/plain", "") && (!input.startsWith('=') || TestFiles::Write(file, input.mid(1).toUtf8())));
         // A run's output name is taken already, so it gets "_1".
         const QString base = QFileInfo(name).baseName(), suffix = picture ? QFileInfo(name).suffix() : "mp4";
         const QString taken = base + "." + suffix, out = dir + "/out/" + base + "_1." + suffix;
-        QVERIFY(input.isEmpty() || input.startsWith('=') || (QFile::copy(source, file.fileName()) && (!width || QFile::copy(source, dir + "/out/" + taken))));
-        const Run run = Start(type, Params(type, file.fileName(), saveDir.isEmpty() ? QString() : dir + "/" + saveDir, picture, model));
+        QVERIFY(input.isEmpty() || input.startsWith('=') || (QFile::copy(source, file) && (!width || QFile::copy(source, dir + "/out/" + taken))));
+        QVariantMap params{{"sFile", file}, {"sSaveDir", saveDir.isEmpty() ? QString() : dir + "/" + saveDir}, {"bPicFlt", picture}};
+        const QMap<int, QVariantMap> own{{6, {{"nDegree", 3}, {"nDetails", 2}, {"nOpacity", 5}, {"nWhite", 2}}},
+                                         {7, {{"mapStyle", QVariantMap{{"sModel", m_sTools + "/styles/" + model}}}}},
+                                         {8, {{"sWorkPath", m_sTools + "/upscale"}, {"sWorkExc", "waifu2x"}}}};
+        params.insert(own.value(type));
+        const QVariantMap finished = TestHost::RunFinished(type, params);
         // The re-encoding pass names its output in the parameter map.
-        QCOMPARE(run.result, (!width || type == 10 ? QVariantMap{{"resMsg", resMsg}} : QVariantMap{{"resMsg", ""}, {"sOutFile", out}}));
-        QCOMPARE(run.params.value("sOutFile").toString(), width && type == 10 ? out : QString());
-        QCOMPARE(run.progress, progress);
+        QCOMPARE(finished.value("res_data").toMap(), (!width || type == 10 ? QVariantMap{{"resMsg", resMsg}} : QVariantMap{{"resMsg", ""}, {"sOutFile", out}}));
+        QCOMPARE(finished.value("user_data").toMap().value("sOutFile").toString(), width && type == 10 ? out : QString());
+        QCOMPARE(TestHost::Positions(), progress);
         // A failed run leaves its temporary folder alone, as a record; a finished one only its output.
-        const QStringList left = Entries(dir + "/out").filter(QRegularExpression(width ? "" : "^(?!_temp)"));
+        const QStringList left = QDir(dir + "/out").entryList(QDir::AllEntries | QDir::NoDotAndDotDot).filter(QRegularExpression(width ? "" : "^(?!_temp)"));
         QCOMPARE(left, (width ? QStringList{taken, base + "_1." + suffix} : QStringList()));
         if (!width)
             return;
@@ -189,15 +160,15 @@ private Q_SLOTS:
     // Type 10 answers with the first frame, and says true only where it has none to give.
     void detVideoImg()
     {
-        CDetWork* work = m_pLib->CreateWork(10);
+        CWorkLib* lib = WorkBaseData::CData::GetInstance()->GetWorkLib();
+        CDetWork* work = lib->CreateWork(10);
         QVariantMap got;
         const auto reply = [&got](const QVariantMap& m) { got = m; return true; };
         QCOMPARE(work->QueryWork({{"type", "detVideoImg"}, {"file", m_sClip}}, reply), false);
         QCOMPARE(got.value("desImage").value<QImage>().size(), QSize(160, 120));
         QCOMPARE(work->QueryWork({{"type", "detVideoImg"}, {"file", m_tmp.filePath("none.mp4")}}, reply), true);
-        m_pLib->ReleaseWork(work);
+        lib->ReleaseWork(work);
     }
-
 };
 
 QTEST_GUILESS_MAIN(TstFilterWorks)
