@@ -3,10 +3,6 @@
 #include "TestFiles.h"
 #include "store/CDBStore.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QProcess>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <csignal>
@@ -19,6 +15,7 @@ struct Result
     int status = -1;
     QByteArray out, err;
     QVariantMap Json() const { return QJsonDocument::fromJson(out).object().toVariantMap(); }
+    QString Exc() const { return Json().value("user_data").toMap().value("sWorkExc").toString(); }
 };
 
 // A picture with a tone that sounds for 2 s out of every 4.
@@ -26,8 +23,7 @@ bool MakeMedia(const QString& path, int seconds)
 {
     return QProcess::execute("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", QString("testsrc=size=160x120:rate=10:duration=%1").arg(seconds),
                                         "-f", "lavfi", "-i", QString("aevalsrc='if(lt(mod(t,4),2),0.5*sin(2*PI*440*t),0)':s=16000:d=%1").arg(seconds),
-                                        "-c:v", "libx264", "-c:a", "aac", path})
-        == 0;
+                                        "-c:v", "libx264", "-c:a", "aac", path}) == 0;
 }
 
 } // namespace
@@ -97,10 +93,9 @@ private Q_SLOTS:
     void documentCommands()
     {
         const QString office = QFileInfo(qEnvironmentVariable("ZRW_BIN_DIR") + "/../worktools/office").canonicalFilePath();
-        const Result pdf = Zrwork({"pdf", m_tmp.filePath("missing.docx"), "--save-dir", m_tmp.filePath("docs")});
-        QCOMPARE(pdf.Json().value("user_data").toMap().value("sWorkExc").toString(), office + "/docx2pdf");
-        const Result docx = Zrwork({"docx", m_tmp.filePath("x.pdf"), "--save-dir", m_tmp.filePath("docs"), "--param", "sWorkExc=/bin/false"});
-        QCOMPARE(docx.Json().value("user_data").toMap().value("sWorkExc").toString(), QString("/bin/false"));
+        QCOMPARE(Zrwork({"pdf", m_tmp.filePath("missing.docx"), "--save-dir", m_tmp.filePath("docs")}).Exc(), office + "/docx2pdf");
+        QCOMPARE(Zrwork({"docx", m_tmp.filePath("x.pdf"), "--save-dir", m_tmp.filePath("docs"), "--param", "sWorkExc=/bin/false"}).Exc(),
+                 QString("/bin/false"));
     }
 
     void voice()
@@ -149,8 +144,7 @@ private Q_SLOTS:
         QVERIFY2(damaged.err.contains("err file is not a database"), damaged.err.constData());
     }
 
-    // Ctrl-C in a terminal signals the whole foreground group: the running ffmpeg must
-    // live on, so no stretch is lost and none is cut after the stop.
+    // Ctrl-C reaches the whole foreground group: the running ffmpeg lives on, no stretch is lost.
     void interruptStopsTheWork()
     {
         const QString media = m_tmp.filePath("long.mp4"), folder = m_tmp.filePath("long-out/long");
@@ -178,13 +172,11 @@ private Q_SLOTS:
         QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "color=white:s=480x100", "-frames:v", "1", "-vf",
                                               "drawtext=fontfile=/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc:fontsize=40"
                                               ":x=30:y=30:text=Hello World 2024",
-                                              picture}),
-                 0);
+                                              picture}), 0);
         const Result r = Zrwork({"ocr", picture, "--save-dir", m_tmp.filePath("ocr")});
         QCOMPARE(r.status, 0);
         const QString out = QString::fromUtf8(r.out);
         QVERIFY2(out.endsWith("}\nHello World 2024\n"), qPrintable(out));
-        QVERIFY2(out.contains("\"sOutFile\": \"" + m_tmp.filePath("ocr/hello.txt") + "\""), qPrintable(out));
     }
 };
 
