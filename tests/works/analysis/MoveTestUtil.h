@@ -1,9 +1,6 @@
 #pragma once
 // The motion tests' clip (ten seconds of a still 160x120 picture at 10 fps with a white
-// square that moves only from 3 s to 5 s and from 8 s to 9 s) and one whole run.
-
-#include "TestHost.h"
-#include "core/CWorkLib.h"
+// square that moves only from 3 s to 5 s and from 8 s to 9 s).
 
 #include <QProcess>
 
@@ -17,10 +14,4 @@ inline bool MakeMoveClip(const QString& path, bool withAudio = false)
          << "[0][1]overlay=x='if(lt(t,3),0,if(lt(t,5),(t-3)*60,if(lt(t,8),120,if(lt(t,9),120-(t-8)*120,0))))':y=40:eval=frame"
          << "-c:v" << "libx264" << "-pix_fmt" << "yuv420p" << path;
     return QProcess::execute("ffmpeg", args) == 0;
-}
-
-// The result map of one run (the library object is the hub's).
-inline QVariantMap RunWork(CWorkLib*, int type, const QVariantMap& params)
-{
-    return TestHost::RunWork(type, params);
 }

@@ -1,7 +1,7 @@
-// Motion detection: events, row block and parameters alone, then runs on a clip of known motion.
+// Motion detection and split by motion: events, row block and parameters alone, then runs on a clip of known motion.
 
 #include "MoveTestUtil.h"
-#include "core/CObjLibImp.h"
+#include "TestFiles.h"
 #include "store/CDBStore.h"
 #include "store/StoreTestUtil.h"
 #include "works/analysis/CDetMoveWork.h"
@@ -31,6 +31,13 @@ QPair<QString, QString> Analyse(const QString& file, int stopAfter = 1000)
     for (const auto& s : analysis.Samples())
         out << QString("%1@%2=%3").arg(s.id).arg(s.timeMs).arg(s.diff);
     return {res, out.join(' ')};
+}
+
+double Seconds(const QString& file)
+{
+    QProcess probe;
+    probe.start("ffprobe", {"-v", "error", "-show_entries", "format=duration", "-of", "csv=p=0", file});
+    return probe.waitForFinished(30000) ? probe.readAllStandardOutput().trimmed().toDouble() : -1;
 }
 
 } // namespace
@@ -119,6 +126,45 @@ private Q_SLOTS:
         m_pLib->ReleaseWork(work);
     }
 
+    // Split by motion, before the store exists: the cut files, the CSV and the joined file.
+    void cutsListsAndJoins()
+    {
+        const QString saveDir = m_tmp.filePath("it's out"), folder = saveDir + "/clip";
+        QCOMPARE(TestHost::RunWork(4, {{"sFile", m_sClip}, {"sSaveDir", saveDir}, {"nStep", 3}, {"bMergeVideo", true}}),
+                 (QVariantMap{{"resMsg", ""}, {"nFrameStep", 10}, {"nSamples", 10}, {"nDecoded", 100}, {"nFindNum", 2},
+                              {"lstEvents", Spans({{3, 5}, {8, 9}})}, {"sOutDir", folder}, {"sOutFile", folder + "/azr-clip.mp4"}}));
+        QCOMPARE(TestFiles::Read(folder + "/clip.csv"),
+                 QString("file,start,end,duration\n000003-0.mp4,000003,000005,2\n000008-1.mp4,000008,000009,1\n"));
+        QCOMPARE(TestFiles::Read(folder + "/tmp_concat.txt"),
+                 QString("file '%1/000003-0.mp4'\nfile '%1/000008-1.mp4'\n").arg(QString(folder).replace("'", "'\\''")));
+        const double lengths[3] = {Seconds(folder + "/000003-0.mp4"), Seconds(folder + "/000008-1.mp4"),
+                                   Seconds(folder + "/azr-clip.mp4")};
+        QVERIFY2(qAbs(lengths[0] - 2) < 0.15 && qAbs(lengths[1] - 1) < 0.15 && qAbs(lengths[2] - 3) < 0.25,
+                 qPrintable(QString("%1 %2 %3").arg(lengths[0]).arg(lengths[1]).arg(lengths[2])));
+        QCOMPARE(TestHost::Positions().last(), 100);
+    }
+
+    // A split that cannot read its input or make its folder leaves no folder behind.
+    void splitFailures_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("saveDir");
+        QTest::addColumn<QString>("resMsg");
+        QTest::newRow("missing input") << "none.mp4" << "out" << "read_input_failed";
+        QTest::newRow("no save dir") << "clip.mp4" << "" << "save_dir_failed";
+        QTest::newRow("save dir below a file") << "clip.mp4" << "clip.mp4/out" << "save_dir_failed";
+    }
+
+    void splitFailures()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, saveDir);
+        QFETCH(QString, resMsg);
+        QCOMPARE(TestHost::RunWork(4, {{"sFile", m_tmp.filePath(file)}, {"sSaveDir", saveDir.isEmpty() ? "" : m_tmp.filePath(saveDir)}})
+                     .value("resMsg").toString(), resMsg);
+        QVERIFY(!QFileInfo::exists(m_tmp.filePath("out")));
+    }
+
     // Before InitModelStore the work answers the picture question, measures and reports, keeping nothing.
     void runs()
     {
@@ -127,15 +173,15 @@ private Q_SLOTS:
         QCOMPARE(work->QueryWork({{"type", "detVideoImg"}, {"file", m_sClip}}, [&](const QVariantMap& m) { got = m; return true; }), false);
         QCOMPARE(got.value("desImage").value<QImage>().size(), QSize(160, 120));
         m_pLib->ReleaseWork(work);
-        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", m_sClip}, {"nStep", 3}}),
+        QCOMPARE(TestHost::RunWork(2, {{"sFile", m_sClip}, {"nStep", 3}}),
                  (QVariantMap{{"resMsg", ""}, {"nFrameStep", 10}, {"nSamples", 10}, {"nDecoded", 100}, {"nFindNum", 2},
                               {"lstEvents", Spans({{3, 5}, {8, 9}})}}));
-        QCOMPARE(TestHost::Of(WorkLibRs_Progress).last().toMap().value("nPos").toInt(), 100);
+        QCOMPARE(TestHost::Positions().last(), 100);
         m_sStep3 = Analyse(m_sClip).second;
 
         // With the store it keeps a row a frame and answers the next run from them.
         QVERIFY(m_pLib->InitModelStore(m_tmp.filePath("store")));
-        QVariantMap first = RunWork(m_pLib, 2, {{"sFile", m_sClip}});
+        QVariantMap first = TestHost::RunWork(2, {{"sFile", m_sClip}});
         const QString model = first.take("sModel").toString();
         QCOMPARE(first, (QVariantMap{{"resMsg", ""}, {"nFrameStep", 1}, {"nSamples", 100}, {"nDecoded", 100}, {"nFindNum", 2},
                                      {"lstEvents", Spans({{3.1, 4.9}, {8, 9}})}}));
@@ -144,7 +190,7 @@ private Q_SLOTS:
                  QStringList{"100 0 99 48 9900 256"});
         QCOMPARE(StoreTest::Query(CDBStore::GetInstance()->CataloguePath(), "SELECT width || 'x' || height || ' ' || duration FROM tb_VideoFile_2"),
                  QStringList{"160x120 10000"});
-        const QVariantMap second = RunWork(m_pLib, 2, {{"sFile", m_sClip}});
+        const QVariantMap second = TestHost::RunWork(2, {{"sFile", m_sClip}});
         QCOMPARE(second.value("nDecoded").toInt(), 0);
         QCOMPARE(second.value("lstEvents"), first.value("lstEvents"));
     }
@@ -166,7 +212,7 @@ private Q_SLOTS:
             QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "sine=d=1", file}), 0);
         else if (!input.startsWith("<"))
             QVERIFY(StoreTest::WriteFile(file, input.toUtf8()));
-        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", file}}), (QVariantMap{{"resMsg", "read_input_failed"}, {"nFrameStep", 1}, {"nDecoded", 0}}));
+        QCOMPARE(TestHost::RunWork(2, {{"sFile", file}}), (QVariantMap{{"resMsg", "read_input_failed"}, {"nFrameStep", 1}, {"nDecoded", 0}}));
         QCOMPARE(StoreTest::Query(CDBStore::GetInstance()->CataloguePath(), "SELECT COUNT(*) FROM tb_VideoFile_2 WHERE path LIKE '%/bad/%'"),
                  QStringList{"0"});
     }
@@ -181,7 +227,7 @@ private Q_SLOTS:
         QCOMPARE(CDBStore::GetInstance()->GetVideoFile(clip, record, true, 2), 0);
         StoreTest::Query(record.model, "create table tb_data_2 (id bigint primary key,time bigint not null,diff int not null,psnr blob)");
         StoreTest::Query(record.model, "CREATE TRIGGER full BEFORE INSERT ON tb_data_2 WHEN NEW.id >= 30 BEGIN SELECT RAISE(ABORT, 'disk full'); END");
-        QCOMPARE(RunWork(m_pLib, 2, {{"sFile", clip}, {"nStep", 1}}),
+        QCOMPARE(TestHost::RunWork(2, {{"sFile", clip}, {"nStep", 1}}),
                  (QVariantMap{{"resMsg", "store_write_failed"}, {"nFrameStep", 3}, {"nDecoded", 100}, {"sModel", record.model}}));
         QCOMPARE(StoreTest::Query(record.model, "SELECT COUNT(*) FROM tb_data_2"), QStringList{"0"});
         StoreTest::Query(record.model, "DROP TRIGGER full");

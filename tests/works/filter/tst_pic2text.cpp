@@ -1,20 +1,15 @@
 // Picture to text: whole runs with the shipped recogniser on a rendered picture, a stand-in
 // recogniser for the command line and the result-file rules, and bad input.
 
-#include "core/CObjLibImp.h"
-#include "store/StoreTestUtil.h"
-#include "works/analysis/MoveTestUtil.h"
-#include "works/filter/CDPicFltPic2Text.h"
+#include "TestFiles.h"
+#include "TestHost.h"
 
 #include <QTemporaryDir>
-#include "TestFiles.h"
 
 #include <QtTest>
 
-namespace {
-
 // A white picture with one Chinese and one English line in Noto Sans CJK.
-bool RenderLines(const QString& path)
+static bool RenderLines(const QString& path)
 {
     const QString font = "fontfile=/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc:fontsize=40:fontcolor=black:x=40";
     return QProcess::execute("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "color=white:s=640x200", "-frames:v", "1", "-vf",
@@ -22,28 +17,24 @@ bool RenderLines(const QString& path)
                                         path}) == 0;
 }
 
-} // namespace
-
 class TstPic2Text : public QObject
 {
     Q_OBJECT
 
     QTemporaryDir m_tmp;
-    CWorkLib* m_pLib = nullptr;
     QString m_sPicture;
     const QString m_sTools = QDir(qEnvironmentVariable("ZRW_BIN_DIR") + "/../worktools/ocr").absolutePath();
 
     QVariantMap Run(const QString& file, const QString& saveDir, const QString& exc = QString())
     {
-        return RunWork(m_pLib, 15, {{"sFile", file}, {"sSaveDir", saveDir}, {"sWorkPath", m_sTools},
-                                    {"sWorkExc", exc.isEmpty() ? m_sTools + "/zrocr" : exc}});
+        return TestHost::RunWork(15, {{"sFile", file}, {"sSaveDir", saveDir}, {"sWorkPath", m_sTools},
+                                           {"sWorkExc", exc.isEmpty() ? m_sTools + "/zrocr" : exc}});
     }
 
 private Q_SLOTS:
     void initTestCase()
     {
         TestHost::Install({{"appData", m_tmp.path()}});
-        m_pLib = WorkBaseData::CData::GetInstance()->GetWorkLib();
         m_sPicture = m_tmp.filePath("lines.png");
         QVERIFY2(RenderLines(m_sPicture), "ffmpeg must be able to render the test picture");
     }
@@ -63,14 +54,13 @@ private Q_SLOTS:
     void standInRecogniser()
     {
         const QString dir = m_tmp.filePath("standin");
-        QVERIFY(QDir().mkpath(dir + "/out") && StoreTest::WriteFile(dir + "/out/lines.txt", "taken"));
+        QVERIFY(QDir().mkpath(dir + "/out") && TestFiles::Write(dir + "/out/lines.txt", "taken"));
         const QString script = dir + "/recog.sh";
-        QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo fulldetecttime; echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n"));
-        QVERIFY(QFile::setPermissions(script, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        QVERIFY(TestFiles::Write(script, "#!/bin/sh\n{ echo fulldetecttime; echo \"$PWD\"; printf '<%s>' \"$@\"; } > \"${12}-result.txt\"\n", true));
         QCOMPARE(Run(m_sPicture, dir + "/out", script), (QVariantMap{{"resMsg", ""}, {"sOutFile", dir + "/out/lines_1.txt"}}));
         QCOMPARE(TestFiles::Read(dir + "/out/lines_1.txt"), QString());
 
-        QVERIFY(StoreTest::WriteFile(script, "#!/bin/sh\n{ echo a; echo x FullDetectTime; echo \"$PWD\"; echo FullDetectTime; printf '<%s>' \"$@\"; }"
+        QVERIFY(TestFiles::Write(script, "#!/bin/sh\n{ echo a; echo x FullDetectTime; echo \"$PWD\"; echo FullDetectTime; printf '<%s>' \"$@\"; }"
                                   " > \"${12}-result.txt\"\n"));
         const QString text = TestFiles::Read(Run(m_sPicture, dir + "/out", script).value("sOutFile").toString());
         const QString temp = text.section('>', -2, -2).section('<', -1).section('/', 0, -2);
@@ -88,10 +78,8 @@ private Q_SLOTS:
         QTest::addColumn<QString>("exc"); // "" the shipped recogniser
         QTest::addColumn<QString>("resMsg");
         QTest::addColumn<QString>("log");
-        QTest::newRow("missing") << "<none>" << "out" << "" << "read_image_failed" << "load image failed %1";
-        QTest::newRow("empty") << "" << "out" << "" << "read_image_failed" << "load image failed %1";
-        QTest::newRow("not a picture") << "just text\n" << "out" << "" << "read_image_failed" << "load image failed %1";
-        QTest::newRow("folder") << "<dir>" << "out" << "" << "read_image_failed" << "load image failed %1";
+        for (const char* input : {"<none>", "", "just text", "<dir>"})
+            QTest::newRow(*input ? input : "empty") << QString(input) << "out" << "" << "read_image_failed" << "load image failed %1";
         QTest::newRow("no recogniser") << "<picture>" << "out" << "/nonexistent/zrocr" << "recog_image_failed"
                                        << "recog image failed %2/1.jpg-result.txt";
         QTest::newRow("save dir below a file") << "<picture>" << "plain/out" << "" << "save_image_failed"
@@ -107,10 +95,10 @@ private Q_SLOTS:
         QFETCH(QString, resMsg);
         QFETCH(QString, log);
         const QString dir = m_tmp.filePath(QString("bad/") + QTest::currentDataTag());
-        QVERIFY(QDir().mkpath(dir + "/input.png.d") && StoreTest::WriteFile(dir + "/plain", "x"));
+        QVERIFY(QDir().mkpath(dir + "/input.png.d") && TestFiles::Write(dir + "/plain", "x"));
         QString file = input == "<picture>" ? m_sPicture : input == "<dir>" ? dir + "/input.png.d" : dir + "/input.png";
         if (!input.startsWith('<'))
-            QVERIFY(StoreTest::WriteFile(file, input.toUtf8()));
+            QVERIFY(TestFiles::Write(file, input.toUtf8()));
         const QString save = saveDir.isEmpty() ? QString() : dir + "/" + saveDir;
         QCOMPARE(Run(file, save, exc), (QVariantMap{{"resMsg", resMsg}}));
         const QStringList temps = QDir(save).entryList({"_temp*"}, QDir::Dirs);
