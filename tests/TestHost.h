@@ -87,6 +87,15 @@ public:
         return finished.contains(QStringLiteral("runs")) ? finished : finished.value(QStringLiteral("res_data")).toMap();
     }
 
+    // Time spans {"startTs", "endTs"} in seconds, the shape of voice segments and motion events.
+    static QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
+    {
+        QVariantList out;
+        for (const auto& p : list)
+            out.append(QVariantMap{{QStringLiteral("startTs"), p.first}, {QStringLiteral("endTs"), p.second}});
+        return out;
+    }
+
     // The "nPos" of every progress message since the last Clear, in order.
     static QList<int> Positions()
     {

@@ -12,14 +12,6 @@
 
 namespace {
 
-QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
-{
-    QVariantList out;
-    for (const auto& p : list)
-        out.append(QVariantMap{{"startTs", p.first}, {"endTs", p.second}});
-    return out;
-}
-
 // Analyses file every 3 frames, stopping after stopAfter; the failure word and "id@ms=diff ..." samples.
 QPair<QString, QString> Analyse(const QString& file, int stopAfter = 1000)
 {
@@ -68,12 +60,12 @@ private Q_SLOTS:
         QTest::addColumn<double>("gapSec");
         QTest::addColumn<QVariantList>("expected");
         const QVector<int> two{0, 0, 0, 0, 8, 8, 0, 0, 0, 8};
-        QTest::newRow("level 0: all moves") << two << 0 << 0.0 << 1.0 << Spans({{0, 9}});
-        QTest::newRow("gap joins") << two << 2 << 0.0 << 3.5 << Spans({{3, 9}});
-        QTest::newRow("gap exactly apart") << two << 2 << 0.0 << 3.0 << Spans({{3, 5}, {8, 9}});
-        QTest::newRow("short dropped") << two << 2 << 1.5 << 1.0 << Spans({{3, 5}});
-        QTest::newRow("exact length kept") << two << 2 << 1.0 << 1.0 << Spans({{3, 5}, {8, 9}});
-        QTest::newRow("moves from the first") << QVector<int>{5, 5, 0} << 2 << 0.0 << 0.0 << Spans({{0, 1}});
+        QTest::newRow("level 0: all moves") << two << 0 << 0.0 << 1.0 << TestHost::Spans({{0, 9}});
+        QTest::newRow("gap joins") << two << 2 << 0.0 << 3.5 << TestHost::Spans({{3, 9}});
+        QTest::newRow("gap exactly apart") << two << 2 << 0.0 << 3.0 << TestHost::Spans({{3, 5}, {8, 9}});
+        QTest::newRow("short dropped") << two << 2 << 1.5 << 1.0 << TestHost::Spans({{3, 5}});
+        QTest::newRow("exact length kept") << two << 2 << 1.0 << 1.0 << TestHost::Spans({{3, 5}, {8, 9}});
+        QTest::newRow("moves from the first") << QVector<int>{5, 5, 0} << 2 << 0.0 << 0.0 << TestHost::Spans({{0, 1}});
     }
 
     void events()
@@ -132,7 +124,7 @@ private Q_SLOTS:
         const QString saveDir = m_tmp.filePath("it's out"), folder = saveDir + "/clip";
         QCOMPARE(TestHost::RunWork(4, {{"sFile", m_sClip}, {"sSaveDir", saveDir}, {"nStep", 3}, {"bMergeVideo", true}}),
                  (QVariantMap{{"resMsg", ""}, {"nFrameStep", 10}, {"nSamples", 10}, {"nDecoded", 100}, {"nFindNum", 2},
-                              {"lstEvents", Spans({{3, 5}, {8, 9}})}, {"sOutDir", folder}, {"sOutFile", folder + "/azr-clip.mp4"}}));
+                              {"lstEvents", TestHost::Spans({{3, 5}, {8, 9}})}, {"sOutDir", folder}, {"sOutFile", folder + "/azr-clip.mp4"}}));
         QCOMPARE(TestFiles::Read(folder + "/clip.csv"),
                  QString("file,start,end,duration\n000003-0.mp4,000003,000005,2\n000008-1.mp4,000008,000009,1\n"));
         QCOMPARE(TestFiles::Read(folder + "/tmp_concat.txt"),
@@ -175,7 +167,7 @@ private Q_SLOTS:
         m_pLib->ReleaseWork(work);
         QCOMPARE(TestHost::RunWork(2, {{"sFile", m_sClip}, {"nStep", 3}}),
                  (QVariantMap{{"resMsg", ""}, {"nFrameStep", 10}, {"nSamples", 10}, {"nDecoded", 100}, {"nFindNum", 2},
-                              {"lstEvents", Spans({{3, 5}, {8, 9}})}}));
+                              {"lstEvents", TestHost::Spans({{3, 5}, {8, 9}})}}));
         QCOMPARE(TestHost::Positions().last(), 100);
         m_sStep3 = Analyse(m_sClip).second;
 
@@ -184,7 +176,7 @@ private Q_SLOTS:
         QVariantMap first = TestHost::RunWork(2, {{"sFile", m_sClip}});
         const QString model = first.take("sModel").toString();
         QCOMPARE(first, (QVariantMap{{"resMsg", ""}, {"nFrameStep", 1}, {"nSamples", 100}, {"nDecoded", 100}, {"nFindNum", 2},
-                                     {"lstEvents", Spans({{3.1, 4.9}, {8, 9}})}}));
+                                     {"lstEvents", TestHost::Spans({{3.1, 4.9}, {8, 9}})}}));
         QCOMPARE(StoreTest::Query(model, "SELECT COUNT(*) || ' ' || MIN(id) || ' ' || MAX(id) || ' ' || SUM(diff) || ' ' || "
                                          "MAX(time) || ' ' || MIN(length(psnr)) FROM tb_data_2"),
                  QStringList{"100 0 99 48 9900 256"});

@@ -12,14 +12,6 @@
 
 namespace {
 
-QVariantList Spans(std::initializer_list<std::pair<double, double>> list)
-{
-    QVariantList out;
-    for (const auto& p : list)
-        out.append(QVariantMap{{"startTs", p.first}, {"endTs", p.second}});
-    return out;
-}
-
 // Ten seconds of picture and tone, the tone silenced from 2 to 4 s and 6 to 8 s.
 bool MakeMedia(const QString& path, const QStringList& codecs = {"-c:a", "pcm_s16le"})
 {
@@ -81,13 +73,13 @@ private Q_SLOTS:
         QTest::addColumn<double>("minSec");
         QTest::addColumn<double>("mediaEnd");
         QTest::addColumn<QVariantList>("expected");
-        const QVariantList two = Spans({{2.0, 3.0}, {5.0, 9.0}});
-        QTest::newRow("keeps all three") << two << 1.5 << -1.0 << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
-        QTest::newRow("exact length dropped") << two << 2.0 << -1.0 << Spans({{9.0, 13}});
-        QTest::newRow("negative min") << Spans({{0, 1.5}}) << -0.5 << -1.0 << Spans({{0, 0}, {1.5, 13}});
-        QTest::newRow("whole file keeps the extra second") << two << 1.5 << 12.4 << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
-        QTest::newRow("truncated file ends with its data") << two << 1.5 << 11.0 << Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 11.0}});
-        QTest::newRow("truncated tail too short") << two << 1.5 << 10.0 << Spans({{0, 2.0}, {3.0, 5.0}});
+        const QVariantList two = TestHost::Spans({{2.0, 3.0}, {5.0, 9.0}});
+        QTest::newRow("keeps all three") << two << 1.5 << -1.0 << TestHost::Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
+        QTest::newRow("exact length dropped") << two << 2.0 << -1.0 << TestHost::Spans({{9.0, 13}});
+        QTest::newRow("negative min") << TestHost::Spans({{0, 1.5}}) << -0.5 << -1.0 << TestHost::Spans({{0, 0}, {1.5, 13}});
+        QTest::newRow("whole file keeps the extra second") << two << 1.5 << 12.4 << TestHost::Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 13}});
+        QTest::newRow("truncated file ends with its data") << two << 1.5 << 11.0 << TestHost::Spans({{0, 2.0}, {3.0, 5.0}, {9.0, 11.0}});
+        QTest::newRow("truncated tail too short") << two << 1.5 << 10.0 << TestHost::Spans({{0, 2.0}, {3.0, 5.0}});
         QTest::newRow("no silence, no segment") << QVariantList() << 0.0 << -1.0 << QVariantList();
     }
 
