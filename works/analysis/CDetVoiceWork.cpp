@@ -65,18 +65,18 @@ void CDetVoiceWork::DoWork()
     const bool bMerge = m_mapParams.value(QStringLiteral("bMergeVideo")).toBool();
 
     // Tools get absolute paths only: a relative one starting with '-' reads as an option.
-    const QFileInfo input(QFileInfo(sFile).absoluteFilePath());
-    if (sFile.isEmpty() || !PubUtils::IsUsableInput(input.filePath()))
+    const QString input = PubUtils::AbsolutePath(sFile);
+    if (!PubUtils::IsUsableInput(input))
         return Fail("read_input_failed");
 
     // An empty save folder would put the results at the root of the file system.
     if (sSaveDir.isEmpty())
         return Fail("save_dir_failed");
-    const QString saveDir = QFileInfo(sSaveDir).absoluteFilePath();
+    const QString saveDir = PubUtils::AbsolutePath(sSaveDir);
 
     bool existed = false;
     QString name;
-    const QString folder = CSegmentFiles::MakeResultFolder(saveDir, input.filePath(), QStringLiteral("detvoice"),
+    const QString folder = CSegmentFiles::MakeResultFolder(saveDir, input, QStringLiteral("detvoice"),
                                                            FuncName("DoWork").constData(), &existed, &name);
     if (folder.isEmpty())
         return Fail("save_dir_failed");
@@ -89,7 +89,7 @@ void CDetVoiceWork::DoWork()
 
     FFmpegOps::DetectInfo info;
     const QVariantList silences =
-        FFmpegOps::DetectSilence(QVariantMap{{QStringLiteral("inFile"), input.filePath()},
+        FFmpegOps::DetectSilence(QVariantMap{{QStringLiteral("inFile"), input},
                                              {QStringLiteral("nDecibel"), nDecibel},
                                              {QStringLiteral("nDuration"), 1}},
                                  &info)
@@ -115,7 +115,7 @@ void CDetVoiceWork::DoWork()
             const QVariantMap seg = segments.at(k).toMap();
             const double start = seg.value(QStringLiteral("startTs")).toDouble();
             const double end = seg.value(QStringLiteral("endTs")).toDouble();
-            requests.append(CSegmentFiles::CutRequest(input.filePath(), CSegmentFiles::SegmentPath(folder, start, k), start, end));
+            requests.append(CSegmentFiles::CutRequest(input, CSegmentFiles::SegmentPath(folder, start, k), start, end));
             out << k << ',' << CSegmentFiles::FileTime(start) << ',' << CSegmentFiles::FileTime(end) << ','
                 << CSegmentFiles::General6(end - start) << '\n';
         }

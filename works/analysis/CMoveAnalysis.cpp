@@ -1,6 +1,7 @@
 #include "works/analysis/CMoveAnalysis.h"
 
 #include "base/CLogWriter.h"
+#include "base/PubUtils.h"
 #include "core/CData.h"
 #include "store/CDBStore.h"
 #include "works/analysis/CFrameDiff.h"
@@ -123,10 +124,9 @@ QVariantList CMoveAnalysis::Events() const
 QString CMoveAnalysis::Run(const std::function<bool()>& keepGoing, const std::function<void(int)>& progress)
 {
     const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
-    const QFileInfo input(sFile);
-    if (sFile.isEmpty() || !input.isFile() || !input.isReadable() || input.size() == 0)
+    if (!WorkBaseData::PubUtils::IsUsableInput(sFile))
         return QStringLiteral("read_input_failed");
-    const QString path = input.absoluteFilePath();
+    const QString path = WorkBaseData::PubUtils::AbsolutePath(sFile);
 
     CDBStore* store = CDBStore::GetInstance();
     auto closeModel = qScopeGuard([&] {

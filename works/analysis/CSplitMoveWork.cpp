@@ -42,9 +42,9 @@ void CSplitMoveWork::DoWork()
         return;
     const QVariantList events = m_mapResult.value(QStringLiteral("lstEvents")).toList();
 
-    const QString input = QFileInfo(sFile).absoluteFilePath();
+    const QString input = PubUtils::AbsolutePath(sFile);
     QString name;
-    const QString folder = CSegmentFiles::MakeResultFolder(QFileInfo(sSaveDir).absoluteFilePath(), input,
+    const QString folder = CSegmentFiles::MakeResultFolder(PubUtils::AbsolutePath(sSaveDir), input,
                                                            QStringLiteral("detmove"), FuncName("DoWork").constData(),
                                                            nullptr, &name);
     if (folder.isEmpty())

@@ -30,13 +30,13 @@ void CDFileFltWork::DoWork()
     // An empty save folder would put the output at the root of the file system.
     if (sSaveDir.isEmpty())
         return Fail("save_dir_failed");
-    const QString saveDir = QFileInfo(sSaveDir).absoluteFilePath();
+    const QString saveDir = PubUtils::AbsolutePath(sSaveDir);
     if (!QDir().mkpath(saveDir))
         return Fail("save_dir_failed");
 
     // Absolute paths: the converter runs in its own folder, and a relative name
     // starting with '-' would be read as an option.
-    const QString in = sFile.isEmpty() ? sFile : QFileInfo(sFile).absoluteFilePath();
+    const QString in = PubUtils::AbsolutePath(sFile);
     // The base name stops at the first dot on purpose: "a.b.docx" gives "a.pdf".
     const QString out = PubUtils::MakeUniqueFilePath(saveDir, QFileInfo(sFile).baseName(), QLatin1String(m_pExt));
 

@@ -80,8 +80,8 @@ void CFrameSeqWork::DoWork()
     if (sSaveParam.isEmpty())
         return Fail("save_dir_failed");
     // Absolute paths: the upscaler runs in its own folder, where relative ones mean other files.
-    const QString sFile = sFileParam.isEmpty() ? QString() : QFileInfo(sFileParam).absoluteFilePath();
-    const QString sSaveDir = QFileInfo(sSaveParam).absoluteFilePath();
+    const QString sFile = PubUtils::AbsolutePath(sFileParam);
+    const QString sSaveDir = PubUtils::AbsolutePath(sSaveParam);
     if (m_stages.bPictureMode && m_mapParams.value(QStringLiteral("bPicFlt")).toBool())
         return RunPicture(sFile, sSaveDir);
     RunVideo(sFile, sSaveDir);
