@@ -144,6 +144,30 @@ int RunSql(const char* func, int failStatus, Body body)
     }
 }
 
+// Reads the rows fromId..toId of a model's data table with select (its "%1" the table)
+// and appends them to rows through toRow, all of them or, on failure, none.
+template <typename Row, typename ToRow>
+int ReadDataRows(const char* func, const QString& mode, int dataType, const char* select, qint64 fromId, qint64 toId,
+                 QList<Row>& rows, ToRow toRow)
+{
+    QList<Row> found;
+    const int status = RunSql(func, -3, [&] {
+        found.clear();
+        Transaction transaction(ConnectionPool::instance().database(mode));
+        QueryResult result = transaction.execQuery(QString::fromLatin1(select)
+                                                       .arg(DataTable(dataType))
+                                                       .arg(std::max<qint64>(fromId, 0))
+                                                       .arg(toId));
+        while (result.next())
+            found.append(toRow(result));
+        return 0;
+    });
+    if (status != 0)
+        return status;
+    rows.append(found);
+    return 0;
+}
+
 VideoFileRecord RecordFromRow(const QVariantMap& row)
 {
     VideoFileRecord r;
@@ -509,36 +533,23 @@ int CDBStore::GetDataFace(QString mode, QList<FaceDataRow>& rows, qint64 fromId,
     static const char* const func = "CDBStore::GetDataFace";
     if (!CheckModelOpen(func, mode))
         return -1;
-    QList<FaceDataRow> found;
-    const int status = RunSql(func, -3, [&] {
-        found.clear();
-        Transaction transaction(ConnectionPool::instance().database(mode));
-        QueryResult result = transaction.execQuery(QStringLiteral("SELECT * FROM %1 WHERE id >= %2 AND id <= %3")
-                                                       .arg(DataTable(1))
-                                                       .arg(std::max<qint64>(fromId, 0))
-                                                       .arg(toId));
-        while (result.next()) {
-            const QVariantMap map = result.toMap();
-            FaceDataRow row;
-            row.id = map.value(QStringLiteral("id")).toLongLong();
-            row.time = map.value(QStringLiteral("time")).toLongLong();
-            const QByteArray markdata = map.value(QStringLiteral("markdata")).toByteArray();
-            // A damaged row yields the whole marks it still holds, never a read past its end.
-            const qint64 marks = std::min<qint64>(map.value(QStringLiteral("marksize")).toLongLong(),
-                                                  markdata.size() / FaceDataRow::kMarkSize);
-            for (qint64 i = 0; i < marks; ++i) {
-                FaceDataRow::Mark mark;
-                std::memcpy(mark.data(), markdata.constData() + i * FaceDataRow::kMarkSize, mark.size());
-                row.marks.append(mark);
-            }
-            found.append(row);
+    return ReadDataRows(func, mode, 1, "SELECT * FROM %1 WHERE id >= %2 AND id <= %3", fromId, toId, rows,
+                        [](QueryResult& result) {
+        const QVariantMap map = result.toMap();
+        FaceDataRow row;
+        row.id = map.value(QStringLiteral("id")).toLongLong();
+        row.time = map.value(QStringLiteral("time")).toLongLong();
+        const QByteArray markdata = map.value(QStringLiteral("markdata")).toByteArray();
+        // A damaged row yields the whole marks it still holds, never a read past its end.
+        const qint64 marks = std::min<qint64>(map.value(QStringLiteral("marksize")).toLongLong(),
+                                              markdata.size() / FaceDataRow::kMarkSize);
+        for (qint64 i = 0; i < marks; ++i) {
+            FaceDataRow::Mark mark;
+            std::memcpy(mark.data(), markdata.constData() + i * FaceDataRow::kMarkSize, mark.size());
+            row.marks.append(mark);
         }
-        return 0;
+        return row;
     });
-    if (status != 0)
-        return status;
-    rows.append(found);
-    return 0;
 }
 
 int CDBStore::InsertDataMove(QString mode, const MoveDataRow& row)
@@ -581,28 +592,15 @@ int CDBStore::GetDataMove(QString mode, QList<MoveDataRow>& rows, qint64 fromId,
     static const char* const func = "CDBStore::GetDataMove";
     if (!CheckModelOpen(func, mode))
         return -1;
-    QList<MoveDataRow> found;
-    const int status = RunSql(func, -3, [&] {
-        found.clear();
-        Transaction transaction(ConnectionPool::instance().database(mode));
-        QueryResult result = transaction.execQuery(QStringLiteral("SELECT id, time, diff, psnr FROM %1 WHERE id >= %2 AND id <= %3 ORDER BY id")
-                                                       .arg(DataTable(2))
-                                                       .arg(std::max<qint64>(fromId, 0))
-                                                       .arg(toId));
-        while (result.next()) {
-            MoveDataRow row;
-            row.id = result.value(0).toLongLong();
-            row.time = result.value(1).toLongLong();
-            row.diff = result.value(2).toInt();
-            const QByteArray psnr = result.value(3).toByteArray();
-            // A short blob leaves the rest of the block zero, never a read past its end.
-            std::memcpy(row.psnr.data(), psnr.constData(), std::min<size_t>(psnr.size(), row.psnr.size()));
-            found.append(row);
-        }
-        return 0;
+    return ReadDataRows(func, mode, 2, "SELECT id, time, diff, psnr FROM %1 WHERE id >= %2 AND id <= %3 ORDER BY id",
+                        fromId, toId, rows, [](QueryResult& result) {
+        MoveDataRow row;
+        row.id = result.value(0).toLongLong();
+        row.time = result.value(1).toLongLong();
+        row.diff = result.value(2).toInt();
+        const QByteArray psnr = result.value(3).toByteArray();
+        // A short blob leaves the rest of the block zero, never a read past its end.
+        std::memcpy(row.psnr.data(), psnr.constData(), std::min<size_t>(psnr.size(), row.psnr.size()));
+        return row;
     });
-    if (status != 0)
-        return status;
-    rows.append(found);
-    return 0;
 }
