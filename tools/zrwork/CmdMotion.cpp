@@ -104,19 +104,18 @@ int CmdMotion(QStringList args)
 
 int CmdSplit(QStringList args)
 {
-    const bool verbose = TakeFlag(args, QStringLiteral("--verbose"));
     const bool merge = TakeFlag(args, QStringLiteral("--merge"));
-    QString store, saveDir;
-    if (!TakeOption(args, QStringLiteral("--store"), &store) || !TakeOption(args, QStringLiteral("--save-dir"), &saveDir))
+    QString store;
+    if (!TakeOption(args, QStringLiteral("--store"), &store))
         return Usage(QStringLiteral("an option is missing its value"));
     QVariantMap params;
     int status = 0;
     if (!TakeMotionOptions(args, params, &status))
         return status;
-    if (args.size() != 1 || saveDir.isEmpty())
-        return Usage(QStringLiteral("split needs one FILE and --save-dir DIR"));
-    params.insert(QStringLiteral("sFile"), QFileInfo(args.first()).absoluteFilePath());
-    params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
+    bool verbose = false;
+    status = TakeFileCommand(args, "split", params, verbose);
+    if (status >= 0)
+        return status;
     params.insert(QStringLiteral("bMergeVideo"), merge);
 
     CCliHost host(verbose, AppData());
