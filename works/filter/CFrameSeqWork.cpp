@@ -108,18 +108,19 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     if (m_stages.bFilterFrames) {
         const QStringList frames = PubUtils::GetFileList(picDir, 1);
         m_pFilter = CreateFilter();
-        const int n = frames.size();
-        for (int i = 0; i < n; ++i) {
-            if (!m_bWorking) {
-                m_pFilter.reset();
-                return Fail("task_stopped");
+        {
+            // The filter (and its network) lives only while the frames are filtered.
+            const auto dropFilter = qScopeGuard([this] { m_pFilter.reset(); });
+            const int n = frames.size();
+            for (int i = 0; i < n; ++i) {
+                if (!m_bWorking)
+                    return Fail("task_stopped");
+                FilterFrame(frames.at(i));
+                const int pos = FrameProgress(i, n);
+                if (pos >= 0)
+                    NotifyProgress(pos);
             }
-            FilterFrame(frames.at(i));
-            const int pos = FrameProgress(i, n);
-            if (pos >= 0)
-                NotifyProgress(pos);
         }
-        m_pFilter.reset();
         NotifyProgress(m_stages.nAfterFrames);
     }
 
