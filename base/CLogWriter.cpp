@@ -1,6 +1,6 @@
 #include "base/CLogWriter.h"
 
-#include "core/CData.h"
+#include "base/CHostLink.h"
 
 #include <QByteArray>
 #include <QDateTime>
@@ -135,8 +135,7 @@ void CLogWriter::Write(unsigned level, const char* func, const char* format, va_
     // The host callback runs with the lock held: it must not log back into the library.
     QVariantMap map;
     map.insert(QStringLiteral("log"), QString::fromUtf8(line));
-    if (CData* hub = CData::Peek())
-        hub->Notify(WorkLibRs_Log, map);
+    CHostLink::Send(CHostLink::Log, map);
 }
 
 void WriteLog(CLogWriter* writer, unsigned level, const char* func, const char* format, ...)

@@ -1,6 +1,7 @@
 #include "core/CData.h"
 
 #include "base/CCurlLocker.h"
+#include "base/CHostLink.h"
 #include "base/CLogWriter.h"
 #include "base/DownThread.h"
 #include "base/PubUtils.h"
@@ -54,6 +55,8 @@ CData::CData()
     m_pTimer->start(1000);
 
     m_vSteps = {1, 3, 6, 10, 20, 40, 100};
+    // The works and the log writer below reach the host through this link only.
+    CHostLink::Install([](int kind, const QVariant& value) { return Peek()->Notify(kind, value); }, m_vSteps);
 
     m_pFaceLib = m_faceLoader.Init(&OnFaceMessage, zrface::ZrVarient());
     if (!m_pFaceLib)

@@ -2,8 +2,10 @@
 
 #include "base/PubUtils.h"
 #include "core/CData.h"
+#include "core/WorkTypes.h"
 #include "store/CDBStore.h"
 #include "work/CWorkBase.h"
+// One header a row of the work table.
 #include "works/analysis/CDetMoveWork.h"
 #include "works/analysis/CDetVoiceWork.h"
 #include "works/analysis/CSplitMoveWork.h"
@@ -30,6 +32,18 @@ namespace {
 bool IsKnownType(int type)
 {
     return static_cast<unsigned>(type) <= 15u && type != 11;
+}
+
+// The factory is the work table's rows; a type without a row gives no work.
+CDetWork* MakeWork(int type)
+{
+#define ZRW_WORK_FACTORY(number, cls, ...)                                                                             \
+    case number: return new (std::nothrow) cls;
+    switch (type) {
+        ZRW_WORK_TYPES(ZRW_WORK_FACTORY)
+    default: return nullptr;
+    }
+#undef ZRW_WORK_FACTORY
 }
 
 int CatalogueKind(const QString& model)
@@ -83,24 +97,7 @@ void CObjLibImp::EnumDevices(std::function<bool(const QString&)> visitor)
 
 CDetWork* CObjLibImp::CreateWork(int type)
 {
-    CDetWork* work = nullptr;
-    if (IsKnownType(type)) {
-        switch (type) {
-        case 2: work = new (std::nothrow) CDetMoveWork; break;
-        case 4: work = new (std::nothrow) CSplitMoveWork; break;
-        case 5: work = new (std::nothrow) CDetVoiceWork; break;
-        case 6: work = new (std::nothrow) CDetVFltResGainWork; break;
-        case 7: work = new (std::nothrow) CDetVFltNeuStyleWork; break;
-        case 8: work = new (std::nothrow) CDetVFltWaifu2x; break;
-        case 9: work = new (std::nothrow) CDetAFltRnSilenceWork; break;
-        case 10: work = new (std::nothrow) CDetAFltRnnoiseWork; break;
-        case 12: work = new (std::nothrow) CDetAFltAudio2Text; break;
-        case 13: work = new (std::nothrow) CDFileFltPdf2Docx; break;
-        case 14: work = new (std::nothrow) CDFileFltDocx2Pdf; break;
-        case 15: work = new (std::nothrow) CDPicFltPic2Text; break;
-        default: break; // types whose work has not landed are handled as 11 is
-        }
-    }
+    CDetWork* work = IsKnownType(type) ? MakeWork(type) : nullptr;
     // A null entry is kept on purpose: ReleaseWork(nullptr) removes one.
     m_vWorks.push_back(work);
     return work;

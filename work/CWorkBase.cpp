@@ -2,16 +2,19 @@
 
 #include "base/CLogWriter.h"
 #include "base/PubUtils.h"
-#include "core/CData.h"
+#include "base/CHostLink.h"
+
+#include <QDir>
 
 #include <algorithm>
-
-using WorkBaseData::PubUtils;
 #include <exception>
 
-CWorkBase::CWorkBase(int type)
+using WorkBaseData::PubUtils;
+
+CWorkBase::CWorkBase(int type, const Guards& guards)
     : m_bWorking(false)
     , m_nType(type)
+    , m_guards(guards)
     , m_bTerminating(false)
 {
 }
@@ -142,18 +145,40 @@ void CWorkBase::NotifyProgress(int pos, int max)
     progress.insert(QStringLiteral("user_data"), m_mapParams);
     progress.insert(QStringLiteral("nPos"), pos);
     progress.insert(QStringLiteral("nMax"), max);
-    WorkBaseData::CData::GetInstance()->Notify(WorkLibRs_Progress, progress);
+    WorkBaseData::CHostLink::Send(WorkBaseData::CHostLink::Progress, progress);
 }
 
 void CWorkBase::Fail(const char* resMsg)
 {
-    m_mapResult.insert(QStringLiteral("resMsg"), QString::fromLatin1(resMsg));
+    if (!m_guards.bSilent)
+        m_mapResult.insert(QStringLiteral("resMsg"), QString::fromLatin1(resMsg));
     ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s", resMsg);
 }
 
 QByteArray CWorkBase::FuncName(const char* function) const
 {
     return QByteArray(metaObject()->className()) + "::" + function;
+}
+
+bool CWorkBase::CheckGuards()
+{
+    m_sInputFile = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sFile")).toString());
+    m_sSaveDir = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sSaveDir")).toString());
+    const bool badInput = m_guards.bCheckInput ? !PubUtils::IsUsableInput(m_sInputFile)
+                                               : PubUtils::IsStreamFile(m_sInputFile);
+    if (badInput) {
+        if (const char* word = InputWord())
+            Fail(word);
+        else
+            ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "input refused %s",
+                  m_sInputFile.toUtf8().constData());
+        return false;
+    }
+    if (m_guards.bNeedSaveDir && (m_sSaveDir.isEmpty() || (m_guards.bMakeSaveDir && !QDir().mkpath(m_sSaveDir)))) {
+        Fail("save_dir_failed");
+        return false;
+    }
+    return true;
 }
 
 void CWorkBase::run()
@@ -163,12 +188,8 @@ void CWorkBase::run()
     m_mapResult.insert(QStringLiteral("resMsg"), QString());
     // Whatever DoWork does, the host gets exactly one finished map for this run.
     try {
-        if (PubUtils::IsStreamFile(m_mapParams.value(QStringLiteral("sFile")).toString())) {
-            if (const char* word = StreamInputWord())
-                Fail(word);
-        } else {
+        if (CheckGuards())
             DoWork();
-        }
     } catch (const std::exception& e) {
         ZRLOG(WorkBaseData::LOG_ERROR, FuncName("run").constData(), "work threw %s", e.what());
         m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("task_failed"));
@@ -186,5 +207,5 @@ void CWorkBase::run()
     finished.insert(QStringLiteral("nPos"), 100);
     finished.insert(QStringLiteral("nMax"), 100);
     finished.insert(QStringLiteral("res_data"), m_mapResult);
-    WorkBaseData::CData::GetInstance()->Notify(WorkLibRs_Finished, finished);
+    WorkBaseData::CHostLink::Send(WorkBaseData::CHostLink::Finished, finished);
 }

@@ -10,11 +10,31 @@
 #include <atomic>
 #include <vector>
 
+// What the run checks before DoWork, and which words the work gives for it.
+struct WorkGuards
+{
+    // Said of an "sFile" that is missing, empty, unreadable, a folder or a stream;
+    // null refuses it without a word.
+    const char* sInputWord = "read_input_failed";
+    // false: only streams are refused up front (the work's own tools judge the rest).
+    bool bCheckInput = true;
+    // "sSaveDir" must be given ("save_dir_failed" otherwise): an empty one would put
+    // results at the root of the file system.
+    bool bNeedSaveDir = true;
+    // ...and is made here; false for works that make their own result folder.
+    bool bMakeSaveDir = true;
+    // Failures are only logged and "resMsg" stays empty: hosts read a missing
+    // output as the failure.
+    bool bSilent = false;
+};
+
 class CWorkBase : public QThread, public CDetWork
 {
     Q_OBJECT
 public:
-    explicit CWorkBase(int type);
+    using Guards = WorkGuards;
+
+    explicit CWorkBase(int type, const Guards& guards = Guards());
     ~CWorkBase() override;
 
     bool SetValue(const QString& key, const QVariant& value) override;
@@ -43,14 +63,19 @@ protected:
     // The work itself, on the work's thread. It fills m_mapResult; "resMsg" is ""
     // when it is called and stays so on success.
     virtual void DoWork() = 0;
-    // The "resMsg" for an "sFile" that is a FIFO, device or socket, which the run refuses
-    // before DoWork (a tool reading one would wait for good); null refuses it without a
-    // word, for works whose failures leave "resMsg" empty.
-    virtual const char* StreamInputWord() const { return "read_input_failed"; }
+    // The word for a bad input; by default the guards' own. A stream input (FIFO, device,
+    // socket) is always refused: a tool reading one would wait for good.
+    virtual const char* InputWord() const { return m_guards.sInputWord; }
+
+    // "sFile" and "sSaveDir" made absolute (tools get no relative path that starts with
+    // '-' or means another file in their own folder), set before DoWork.
+    const QString& InputFile() const { return m_sInputFile; }
+    const QString& SaveDir() const { return m_sSaveDir; }
 
     // Sends a progress map (kind 2) with the parameter map as "user_data".
     void NotifyProgress(int pos, int max = 100);
-    // Sets "resMsg" and logs the failure at the Warn level under "<class>::DoWork".
+    // Sets "resMsg" (unless the work is silent) and logs the failure at the Warn level
+    // under "<class>::DoWork".
     void Fail(const char* resMsg);
     // "<class>::<function>" for log lines.
     QByteArray FuncName(const char* function) const;
@@ -65,7 +90,13 @@ protected:
     QVariantMap m_mapResult;
 
 private:
+    // The guards' checks; false (with the failure reported) when DoWork must not run.
+    bool CheckGuards();
+
     const int m_nType;
+    const Guards m_guards;
+    QString m_sInputFile;
+    QString m_sSaveDir;
     // Set by JoinWork just before it terminates the thread, reset by StartWork.
     std::atomic<bool> m_bTerminating;
 };

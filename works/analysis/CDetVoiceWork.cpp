@@ -22,8 +22,19 @@ QVariantMap Segment(double start, double end)
 
 } // namespace
 
+namespace {
+
+CWorkBase::Guards VoiceGuards()
+{
+    CWorkBase::Guards guards;
+    guards.bMakeSaveDir = false; // the result folder has its "zorun" fallback
+    return guards;
+}
+
+} // namespace
+
 CDetVoiceWork::CDetVoiceWork()
-    : CWorkBase(5)
+    : CWorkBase(5, VoiceGuards())
 {
 }
 
@@ -57,34 +68,26 @@ QVariantList CDetVoiceWork::ComputeSegments(const QVariantList& silences, double
 
 void CDetVoiceWork::DoWork()
 {
-    const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
-    const QString sSaveDir = m_mapParams.value(QStringLiteral("sSaveDir")).toString();
     const qint64 nDuration = m_mapParams.value(QStringLiteral("nDuration")).toLongLong();
     const int nDecibel = m_mapParams.value(QStringLiteral("nDecibel")).toInt();
     const double dMinSec = m_mapParams.value(QStringLiteral("dMinSec")).toDouble();
     const bool bMerge = m_mapParams.value(QStringLiteral("bMergeVideo")).toBool();
 
-    // Tools get absolute paths only: a relative one starting with '-' reads as an option.
-    const QString input = PubUtils::AbsolutePath(sFile);
-    if (!PubUtils::IsUsableInput(input))
-        return Fail("read_input_failed");
-
-    // An empty save folder would put the results at the root of the file system.
-    if (sSaveDir.isEmpty())
-        return Fail("save_dir_failed");
-    const QString saveDir = PubUtils::AbsolutePath(sSaveDir);
-
+    const QString& input = InputFile();
     bool existed = false;
     QString name;
-    const QString folder = CSegmentFiles::MakeResultFolder(saveDir, input, QStringLiteral("detvoice"),
+    const QString folder = CSegmentFiles::MakeResultFolder(SaveDir(), input, QStringLiteral("detvoice"),
                                                            FuncName("DoWork").constData(), &existed, &name);
     if (folder.isEmpty())
         return Fail("save_dir_failed");
+    m_mapResult.insert(QStringLiteral("sOutDir"), folder);
     // A run that cannot read its input, or cut none of its stretches, leaves no result
     // folder behind (no CSV naming files that do not exist).
     auto removeFolder = qScopeGuard([&] {
-        if (!existed)
-            PubUtils::RemoveDir(folder);
+        if (existed)
+            return;
+        PubUtils::RemoveDir(folder);
+        m_mapResult.remove(QStringLiteral("sOutDir"));
     });
 
     FFmpegOps::DetectInfo info;

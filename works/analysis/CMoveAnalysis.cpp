@@ -2,7 +2,7 @@
 
 #include "base/CLogWriter.h"
 #include "base/PubUtils.h"
-#include "core/CData.h"
+#include "base/CHostLink.h"
 #include "store/CDBStore.h"
 #include "works/analysis/CFrameDiff.h"
 
@@ -107,7 +107,7 @@ QVariantList CMoveAnalysis::FindEvents(const QVector<Sample>& samples, int level
 
 CMoveAnalysis::CMoveAnalysis(const QVariantMap& params)
     : m_mapParams(params)
-    , m_nStep(WorkBaseData::CData::GetInstance()->GetStep(params.value(QStringLiteral("nStep")).toInt()))
+    , m_nStep(WorkBaseData::CHostLink::GetStep(params.value(QStringLiteral("nStep")).toInt()))
 {
     const char* keys[4] = {"nRectX", "nRectY", "nRectW", "nRectH"};
     for (int i = 0; i < 4; ++i)

@@ -42,8 +42,20 @@ double DoubleValue(const QVariantMap& params, const char* key, double fallback, 
 
 } // namespace
 
+namespace {
+
+CWorkBase::Guards MoveGuards(int type)
+{
+    CWorkBase::Guards guards;
+    guards.bNeedSaveDir = type == 4; // only the split writes files
+    guards.bMakeSaveDir = false;     // its result folder has its "zorun" fallback
+    return guards;
+}
+
+} // namespace
+
 CMoveWorkBase::CMoveWorkBase(int type)
-    : CWorkBase(type)
+    : CWorkBase(type, MoveGuards(type))
 {
 }
 

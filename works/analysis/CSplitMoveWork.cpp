@@ -30,10 +30,6 @@ void CSplitMoveWork::DoWork()
 {
     bool ok = true;
     const QVariantMap params = Normalise(m_mapParams, GetType(), &ok);
-    const QString sFile = params.value(QStringLiteral("sFile")).toString();
-    const QString sSaveDir = params.value(QStringLiteral("sSaveDir")).toString();
-    if (sSaveDir.isEmpty())
-        return Fail("save_dir_failed");
     if (!FFmpegOps::FFmpegFound())
         return Fail("ffmpeg_not_found");
 
@@ -42,9 +38,9 @@ void CSplitMoveWork::DoWork()
         return;
     const QVariantList events = m_mapResult.value(QStringLiteral("lstEvents")).toList();
 
-    const QString input = PubUtils::AbsolutePath(sFile);
+    const QString& input = InputFile();
     QString name;
-    const QString folder = CSegmentFiles::MakeResultFolder(PubUtils::AbsolutePath(sSaveDir), input,
+    const QString folder = CSegmentFiles::MakeResultFolder(SaveDir(), input,
                                                            QStringLiteral("detmove"), FuncName("DoWork").constData(),
                                                            nullptr, &name);
     if (folder.isEmpty())

@@ -19,7 +19,6 @@ protected:
     virtual void RunConverter(const QString& program, const QStringList& arguments, const QString& workDir);
 
     void DoWork() override;
-    const char* StreamInputWord() const override { return m_pFailWord; }
 
 private:
     const char* const m_pExt;

@@ -12,8 +12,21 @@
 
 using WorkBaseData::PubUtils;
 
+namespace {
+
+CWorkBase::Guards PictureGuards()
+{
+    CWorkBase::Guards guards;
+    guards.sInputWord = "read_image_failed";
+    // A folder that cannot be made shows when the picture cannot be written into it.
+    guards.bMakeSaveDir = false;
+    return guards;
+}
+
+} // namespace
+
 CDPicFltPic2Text::CDPicFltPic2Text()
-    : CWorkBase(15)
+    : CWorkBase(15, PictureGuards())
 {
 }
 
@@ -47,14 +60,10 @@ void CDPicFltPic2Text::Stop(const char* resMsg, const char* what, const QString&
 
 void CDPicFltPic2Text::DoWork()
 {
-    const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
-    const QString sSaveDir = m_mapParams.value(QStringLiteral("sSaveDir")).toString();
+    const QString& sFile = InputFile();
+    const QString& sSaveDir = SaveDir();
     const QString sWorkPath = m_mapParams.value(QStringLiteral("sWorkPath")).toString();
     const QString sWorkExc = m_mapParams.value(QStringLiteral("sWorkExc")).toString();
-
-    // An empty save folder would put the temporary folder at the root of the file system.
-    if (sSaveDir.isEmpty())
-        return Fail("save_dir_failed");
 
     const QString outFile = PubUtils::MakeUniqueFilePath(sSaveDir, QFileInfo(sFile).baseName(), QStringLiteral(".txt"));
     // Absolute, because the recogniser runs in its own folder.
@@ -67,7 +76,7 @@ void CDPicFltPic2Text::DoWork()
     // QImage rather than QPixmap: a pixmap needs a GUI application and the GUI thread, and
     // this runs on the work's own thread in hosts that may have neither. It decodes the same.
     QImage image;
-    if (sFile.isEmpty() || !QFileInfo(sFile).isFile() || !image.load(sFile))
+    if (!image.load(sFile))
         return Stop("read_image_failed", "load image failed", sFile);
     if (!image.save(jpg))
         return Stop("save_image_failed", "save image failed", jpg);

@@ -22,7 +22,6 @@ public:
 
 protected:
     void DoWork() override;
-    const char* StreamInputWord() const override { return "read_image_failed"; }
 
 private:
     // Sets "resMsg" and logs "<what> <path>" at the Warn level.

@@ -10,24 +10,32 @@
 
 using WorkBaseData::PubUtils;
 
+namespace {
+
+CWorkBase::Guards TextGuards()
+{
+    CWorkBase::Guards guards;
+    guards.sInputWord = nullptr; // a bad input ends, as a failed extraction does, with no word
+    return guards;
+}
+
+} // namespace
+
 CDetAFltAudio2Text::CDetAFltAudio2Text()
-    : CWorkBase(12)
+    : CWorkBase(12, TextGuards())
 {
 }
 
 void CDetAFltAudio2Text::DoWork()
 {
-    // Absolute paths: a name starting with '-' never reads as a tool's option, and the
-    // tools, which run inside their own folder, still find what a relative path named.
-    const QString sFile = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sFile")).toString());
-    const QString sSaveDir = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sSaveDir")).toString());
+    const QString& sFile = InputFile();
+    const QString& sSaveDir = SaveDir();
+    // The recogniser runs in its own folder; its model path is passed exactly as given,
+    // so a relative one means a folder beside the recogniser.
     const QString sWorkPath = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sWorkPath")).toString());
-    const QString sWorkExc = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sWorkExc")).toString());
+    const QString sWorkExc = m_mapParams.value(QStringLiteral("sWorkExc")).toString();
     const QString tools = sWorkPath + QStringLiteral("/audiosrc");
 
-    // An empty save folder would put the temporary folder at the root of the file system.
-    if (sSaveDir.isEmpty())
-        return Fail("save_dir_failed");
     const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, QFileInfo(sFile).baseName(), QStringLiteral(".txt"));
     const QString temp = PubUtils::MakeTempWorkDir(sSaveDir);
     if (!QFileInfo(temp).isDir())

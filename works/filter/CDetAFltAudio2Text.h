@@ -13,5 +13,4 @@ public:
 protected:
     void DoWork() override;
     // As a failed sound extraction: no word, no "sOutFile".
-    const char* StreamInputWord() const override { return nullptr; }
 };

@@ -9,26 +9,32 @@
 
 using WorkBaseData::PubUtils;
 
+namespace {
+
+CWorkBase::Guards SilenceGuards()
+{
+    CWorkBase::Guards guards;
+    guards.sInputWord = "audioRemSilence_failed";
+    return guards;
+}
+
+} // namespace
+
 CDetAFltRnSilenceWork::CDetAFltRnSilenceWork()
-    : CWorkBase(9)
+    : CWorkBase(9, SilenceGuards())
 {
 }
 
 void CDetAFltRnSilenceWork::DoWork()
 {
-    // Absolute paths, so that a name starting with '-' never reads as an ffmpeg option.
-    const QString sFile = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sFile")).toString());
-    const QString sSaveDir = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sSaveDir")).toString());
+    const QString& sFile = InputFile();
     // Read for hosts that send them; neither changes what is done.
     const bool isVideo = m_mapParams.value(QStringLiteral("isVideo")).toBool();
     const int nDeMode = m_mapParams.value(QStringLiteral("nDeMode")).toInt();
     Q_UNUSED(isVideo)
     Q_UNUSED(nDeMode)
 
-    // An empty save folder would put the result at the root of the file system.
-    if (sSaveDir.isEmpty() || !QDir().mkpath(sSaveDir))
-        return Fail("save_dir_failed");
-    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, QFileInfo(sFile).baseName(), QStringLiteral(".mp3"));
+    const QString out = PubUtils::MakeUniqueFilePath(SaveDir(), QFileInfo(sFile).baseName(), QStringLiteral(".mp3"));
     NotifyProgress(5);
     if (!FFmpegOps::RemoveSilence(QVariantMap{{QStringLiteral("inFile"), sFile}, {QStringLiteral("outFile"), out}}))
         return Fail("audioRemSilence_failed");

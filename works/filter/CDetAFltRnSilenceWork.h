@@ -12,5 +12,4 @@ public:
 
 protected:
     void DoWork() override;
-    const char* StreamInputWord() const override { return "audioRemSilence_failed"; }
 };

@@ -2,10 +2,35 @@
 
 #include "work/CVideoQuery.h"
 
+namespace {
+
+CFrameSeqWork::Stages PassStages()
+{
+    CFrameSeqWork::Stages stages;
+    stages.bFilterFrames = false;
+    stages.nAfterFrames = 0;
+    stages.nAfterEncode = 21;
+    stages.nAfterAudio = 26;
+    stages.nAfterMerge = 31;
+    // Hosts find the output under "user_data"; its absence there is the failure.
+    stages.bOutInParams = true;
+    stages.bPictureMode = false;
+    return stages;
+}
+
+CWorkBase::Guards SilentGuards()
+{
+    CWorkBase::Guards guards;
+    guards.sInputWord = nullptr;
+    guards.bSilent = true;
+    return guards;
+}
+
+} // namespace
+
 CDetAFltRnnoiseWork::CDetAFltRnnoiseWork()
-    // A failed stage stops silently and the output travels in the parameter map:
-    // hosts take a missing "sOutFile" there for failure.
-    : CFrameSeqWork(10, {false, 0, 21, 26, 31, false, true, false})
+    // Every failure, a bad save folder included, stops silently.
+    : CFrameSeqWork(10, PassStages(), SilentGuards())
 {
 }
 

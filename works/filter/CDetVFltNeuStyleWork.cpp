@@ -3,7 +3,7 @@
 #include "works/filter/StyleFilter.h"
 
 CDetVFltNeuStyleWork::CDetVFltNeuStyleWork()
-    : CFrameSeqWork(7, {true, 79, 89, 94, 99, true, false, true})
+    : CFrameSeqWork(7)
 {
 }
 

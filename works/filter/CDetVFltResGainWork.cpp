@@ -3,7 +3,7 @@
 #include "works/filter/BeautifyFilter.h"
 
 CDetVFltResGainWork::CDetVFltResGainWork()
-    : CFrameSeqWork(6, {true, 79, 89, 94, 99, true, false, true})
+    : CFrameSeqWork(6)
 {
 }
 

@@ -6,7 +6,7 @@
 #include <QFileInfo>
 
 CDetVFltWaifu2x::CDetVFltWaifu2x()
-    : CFrameSeqWork(8, {true, 79, 89, 94, 99, true, false, true})
+    : CFrameSeqWork(8)
 {
 }
 

@@ -26,8 +26,15 @@ bool WritePicture(const QString& path, const cv::Mat& picture)
 
 } // namespace
 
-CFrameSeqWork::CFrameSeqWork(int type, const Stages& stages)
-    : CWorkBase(type)
+CFrameSeqWork::Guards CFrameSeqWork::VideoGuards()
+{
+    Guards guards;
+    guards.sInputWord = "videotopic_failed";
+    return guards;
+}
+
+CFrameSeqWork::CFrameSeqWork(int type, const Stages& stages, const Guards& guards)
+    : CWorkBase(type, guards)
     , m_stages(stages)
 {
 }
@@ -57,34 +64,17 @@ bool CFrameSeqWork::FilterPicture(const QString& in, const QString& out)
     return m_pFilter && m_pFilter->DoFilter(in.toLocal8Bit().constData(), picture) == 0 && WritePicture(out, picture);
 }
 
-void CFrameSeqWork::StageFailed(const char* word)
+const char* CFrameSeqWork::InputWord() const
 {
-    if (m_stages.bFailWords)
-        return Fail(word);
-    ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s", word);
-}
-
-const char* CFrameSeqWork::StreamInputWord() const
-{
-    if (!m_stages.bFailWords)
-        return nullptr;
     const bool picture = m_stages.bPictureMode && m_mapParams.value(QStringLiteral("bPicFlt")).toBool();
-    return picture ? "picfilter_failed" : "videotopic_failed";
+    return picture ? "picfilter_failed" : CWorkBase::InputWord();
 }
 
 void CFrameSeqWork::DoWork()
 {
-    const QString sFileParam = m_mapParams.value(QStringLiteral("sFile")).toString();
-    const QString sSaveParam = m_mapParams.value(QStringLiteral("sSaveDir")).toString();
-    // An empty save folder would put the results at the root of the file system.
-    if (sSaveParam.isEmpty())
-        return Fail("save_dir_failed");
-    // Absolute paths: the upscaler runs in its own folder, where relative ones mean other files.
-    const QString sFile = PubUtils::AbsolutePath(sFileParam);
-    const QString sSaveDir = PubUtils::AbsolutePath(sSaveParam);
     if (m_stages.bPictureMode && m_mapParams.value(QStringLiteral("bPicFlt")).toBool())
-        return RunPicture(sFile, sSaveDir);
-    RunVideo(sFile, sSaveDir);
+        return RunPicture(InputFile(), SaveDir());
+    RunVideo(InputFile(), SaveDir());
 }
 
 void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
@@ -102,7 +92,7 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     NotifyProgress(1);
 
     if (!FFmpegOps::VideoToPngSeq({{QStringLiteral("inFile"), sFile}, {QStringLiteral("saveDir"), picDir}}))
-        return StageFailed("videotopic_failed");
+        return Fail("videotopic_failed");
     NotifyProgress(11);
 
     if (m_stages.bFilterFrames) {
@@ -125,16 +115,16 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     }
 
     if (!FFmpegOps::PngSeqToVideo({{QStringLiteral("inDir"), picDir}, {QStringLiteral("outFile"), video}}))
-        return StageFailed("pictovideo_failed");
+        return Fail("pictovideo_failed");
     NotifyProgress(m_stages.nAfterEncode);
 
     if (!FFmpegOps::ExtractAudio({{QStringLiteral("inFile"), sFile}, {QStringLiteral("outFile"), audio}}))
-        return StageFailed("getaudio_failed");
+        return Fail("getaudio_failed");
     NotifyProgress(m_stages.nAfterAudio);
 
     if (!FFmpegOps::MergeAudioVideo(
             {{QStringLiteral("inFile"), video}, {QStringLiteral("inFile2"), audio}, {QStringLiteral("outFile"), out}}))
-        return StageFailed("mergeaudiovideo_failed");
+        return Fail("mergeaudiovideo_failed");
     NotifyProgress(m_stages.nAfterMerge);
 
     (m_stages.bOutInParams ? m_mapParams : m_mapResult).insert(QStringLiteral("sOutFile"), out);
@@ -144,8 +134,7 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
 void CFrameSeqWork::RunPicture(const QString& sFile, const QString& sSaveDir)
 {
     const QFileInfo input(sFile);
-    QDir().mkpath(sSaveDir);
-    if (!QFileInfo(sSaveDir).isDir() || !QFileInfo(sSaveDir).isWritable())
+    if (!QFileInfo(sSaveDir).isWritable())
         return Fail("save_dir_failed");
     // A picture without a suffix is written as PNG: the encoder is chosen by the suffix.
     const QString suffix = input.suffix().isEmpty() ? QStringLiteral("png") : input.suffix();

@@ -9,22 +9,24 @@
 
 #include <memory>
 
+// Progress values after each stage and where the output goes; the defaults are the
+// video filter works'.
+struct FrameStages
+{
+    bool bFilterFrames = true;  // run the frame step (and report 11..77 and then nAfterFrames)
+    int nAfterFrames = 79;
+    int nAfterEncode = 89;
+    int nAfterAudio = 94;
+    int nAfterMerge = 99;
+    bool bOutInParams = false;  // "sOutFile" goes to the parameter map, not the result map
+    bool bPictureMode = true;   // "bPicFlt" is honoured
+};
+
 class CFrameSeqWork : public CWorkBase
 {
     Q_OBJECT
 public:
-    // Progress values after each stage and how failures are reported.
-    struct Stages
-    {
-        bool bFilterFrames;  // run the frame step (and report 11..77 and then nAfterFrames)
-        int nAfterFrames;
-        int nAfterEncode;
-        int nAfterAudio;
-        int nAfterMerge;
-        bool bFailWords;     // false: a failed stage leaves "resMsg" empty
-        bool bOutInParams;   // "sOutFile" goes to the parameter map, not the result map
-        bool bPictureMode;   // "bPicFlt" is honoured
-    };
+    using Stages = FrameStages;
 
     // Progress to send for frame i of n, or -1 for none: 11 + i / n * 66 on every
     // multiple of n / 66, and on every frame when there are fewer than 66.
@@ -33,7 +35,10 @@ public:
     ~CFrameSeqWork() override;
 
 protected:
-    CFrameSeqWork(int type, const Stages& stages);
+    CFrameSeqWork(int type, const Stages& stages = Stages(), const Guards& guards = VideoGuards());
+    // The video filter works' words: a bad input is "videotopic_failed" (or, in picture
+    // mode, "picfilter_failed").
+    static Guards VideoGuards();
 
     // The configured filter for the frames, or null when the work has its own step.
     virtual std::unique_ptr<CFilter> CreateFilter() { return nullptr; }
@@ -43,14 +48,12 @@ protected:
     virtual bool FilterPicture(const QString& in, const QString& out);
 
     void DoWork() override;
-    // A stream input fails as the first stage would (or silently, as the stages do).
-    const char* StreamInputWord() const override;
+    // A bad input fails as the first stage would (or silently, as the stages do).
+    const char* InputWord() const override;
 
 private:
     void RunVideo(const QString& sFile, const QString& sSaveDir);
     void RunPicture(const QString& sFile, const QString& sSaveDir);
-    // Fails with word (or only logs it, for works that stop silently).
-    void StageFailed(const char* word);
 
     const Stages m_stages;
     std::unique_ptr<CFilter> m_pFilter;
