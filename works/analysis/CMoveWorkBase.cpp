@@ -1,46 +1,10 @@
 #include "works/analysis/CMoveWorkBase.h"
 
+#include "work/ParamValues.h"
 #include "works/analysis/CMoveAnalysis.h"
 
-#include <algorithm>
-#include <cmath>
 #include <limits>
 
-namespace {
-
-// Reads key as an integer; a value of another type gives fallback and clears *ok.
-qint64 IntValue(const QVariantMap& params, const char* key, qint64 fallback, qint64 low, qint64 high, bool* ok)
-{
-    const QVariant value = params.value(QLatin1String(key));
-    if (!value.isValid())
-        return fallback;
-    bool converted = false;
-    const qint64 n = value.type() == QVariant::Bool ? -1 : value.toLongLong(&converted);
-    if (!converted) {
-        *ok = false;
-        return fallback;
-    }
-    const qint64 clamped = std::clamp(n, low, high);
-    *ok = *ok && clamped == n;
-    return clamped;
-}
-
-double DoubleValue(const QVariantMap& params, const char* key, double fallback, bool* ok)
-{
-    const QVariant value = params.value(QLatin1String(key));
-    if (!value.isValid())
-        return fallback;
-    bool converted = false;
-    const double d = value.type() == QVariant::Bool ? -1 : value.toDouble(&converted);
-    if (!converted || !std::isfinite(d)) {
-        *ok = false;
-        return fallback;
-    }
-    *ok = *ok && d >= 0;
-    return std::max(d, 0.0);
-}
-
-} // namespace
 
 namespace {
 
@@ -63,25 +27,16 @@ QVariantMap CMoveWorkBase::Normalise(const QVariantMap& params, int type, bool* 
 {
     *ok = true;
     QVariantMap out = params; // the host's own keys travel on untouched
-    const auto text = [&](const char* key) {
-        const QVariant value = params.value(QLatin1String(key));
-        if (value.isValid() && !value.canConvert<QString>())
-            *ok = false;
-        out.insert(QLatin1String(key), value.toString());
-    };
-    text("sFile");
-    out.insert(QStringLiteral("nStep"), IntValue(params, "nStep", 0, 0, 6, ok));
-    out.insert(QStringLiteral("nLevel"), IntValue(params, "nLevel", kDefaultLevel, 0, 64, ok));
+    ParamValues::Text(params, "sFile", out, ok);
+    out.insert(QStringLiteral("nStep"), ParamValues::Int(params, "nStep", 0, 0, 6, ok));
+    out.insert(QStringLiteral("nLevel"), ParamValues::Int(params, "nLevel", kDefaultLevel, 0, 64, ok));
     for (const char* key : {"nRectX", "nRectY", "nRectW", "nRectH"})
-        out.insert(QLatin1String(key), IntValue(params, key, 0, 0, std::numeric_limits<int>::max(), ok));
-    out.insert(QStringLiteral("dMinSec"), DoubleValue(params, "dMinSec", 0, ok));
-    out.insert(QStringLiteral("dGapSec"), DoubleValue(params, "dGapSec", kDefaultGap, ok));
+        out.insert(QLatin1String(key), ParamValues::Int(params, key, 0, 0, std::numeric_limits<int>::max(), ok));
+    out.insert(QStringLiteral("dMinSec"), ParamValues::NonNegative(params, "dMinSec", 0, ok));
+    out.insert(QStringLiteral("dGapSec"), ParamValues::NonNegative(params, "dGapSec", kDefaultGap, ok));
     if (type == 4) {
-        text("sSaveDir");
-        const QVariant merge = params.value(QStringLiteral("bMergeVideo"));
-        if (merge.isValid() && !merge.canConvert<bool>())
-            *ok = false;
-        out.insert(QStringLiteral("bMergeVideo"), merge.toBool());
+        ParamValues::Text(params, "sSaveDir", out, ok);
+        ParamValues::Bool(params, "bMergeVideo", out, ok);
     }
     return out;
 }
