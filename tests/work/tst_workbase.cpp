@@ -12,7 +12,7 @@ class TestWork : public CWorkBase
 {
     Q_OBJECT
 public:
-    TestWork() : CWorkBase(99) {}
+    explicit TestWork(const Guards& guards) : CWorkBase(99, guards) {}
     // Never leaves a running thread behind, whatever the test did.
     ~TestWork() override { m_gate = 1; wait(); }
     QAtomicInt m_gate;
@@ -58,9 +58,12 @@ private Q_SLOTS:
         QTest::newRow("run twice") << "mark" << "start stop open join start stop open join" << 2 << QStringList() << false;
         // The stopped run still ends at the second start: that start neither runs again nor cancels the stop.
         QTest::newRow("restart while running") << "" << "start stop start open join" << 1 << QStringList() << false;
-        // A device (or FIFO) as "sFile" is refused before the body, which would wait on it.
+        // A device (or FIFO) as "sFile" is refused before the body, which would wait on it, even where
+        // the work's own tools judge the input; a work that asks for a usable input refuses a missing one.
         QTest::newRow("stream input refused") << "stream" << "start join" << 1
                                               << QStringList {"TestWork::DoWork Warn>> read_input_failed"} << true;
+        QTest::newRow("missing input refused") << "guarded" << "start join" << 1
+                                               << QStringList {"TestWork::DoWork Warn>> read_input_failed"} << true;
         QTest::newRow("join times out") << "" << "start hurry" << 0
                                         << QStringList {"TestWork::JoinWork Warn>> thread time out 50. terminate"} << true;
     }
@@ -73,7 +76,10 @@ private Q_SLOTS:
         QFETCH(bool, working);
         TestHost::Install();
         const QVariantMap params {{"sFile", mode == "stream" ? "/dev/null" : "in.wav"}, {"mode", mode}};
-        TestWork work;
+        CWorkBase::Guards guards;
+        guards.bCheckInput = mode == "guarded";
+        guards.bNeedSaveDir = false;
+        TestWork work(guards);
         work.SetParams(params);
         for (const QString& op : ops.split(' ')) {
             if (op == "start")
@@ -89,14 +95,15 @@ private Q_SLOTS:
         QCOMPARE(work.IsWorking(), working);
         QCOMPARE(TestHost::Lines(), log);
         // Exactly these keys: "res_data" holds "resMsg" even when the run succeeded.
-        QVariantMap res {{"resMsg", mode == "stream"                     ? "read_input_failed"
+        const bool refused = mode == "stream" || mode == "guarded";
+        QVariantMap res {{"resMsg", refused                              ? "read_input_failed"
                                     : mode == "fail" || mode == "throw" ? "task_failed" : ""}};
         if (mode == "mark")
             res.insert("nMark", 1);
         const QVariantMap finished {{"user_data", params}, {"nPos", 100}, {"nMax", 100}, {"res_data", res}};
         QCOMPARE(TestHost::Of(3), QVector<QVariant>(runs, finished));
         const QVariantMap progress {{"user_data", params}, {"nPos", 5}, {"nMax", 100}};
-        QCOMPARE(TestHost::Of(2), QVector<QVariant>(mode == "stream" ? 0 : runs, progress));
+        QCOMPARE(TestHost::Of(2), QVector<QVariant>(refused ? 0 : runs, progress));
     }
 };
 

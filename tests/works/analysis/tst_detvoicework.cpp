@@ -101,7 +101,7 @@ private Q_SLOTS:
         QDir::setCurrent(m_tmp.path());
         const QVariantMap res = Run(Params(name + ".mkv", "-out dir", true));
         QDir::setCurrent(cwd);
-        QCOMPARE(res, (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}}));
+        QCOMPARE(res, (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}, {"sOutDir", folder}}));
         QCOMPARE(TestFiles::Read(folder + "/" + name + ".csv"),
                  QString("file,start,end,duration\n0,000000,000002,2\n1,000004,000006,1.99994\n2,000008,000011,2.99994\n"));
         QCOMPARE(TestFiles::Read(folder + "/tmp_concat.txt"), QString("000000-0.mp4\n000004-1.mp4\n000008-2.mp4\n"));
@@ -128,9 +128,10 @@ private Q_SLOTS:
     {
         const QString saveDir = m_tmp.filePath("quoted"), file = m_tmp.filePath("it's \"quoted\".mkv");
         QVERIFY(QFile::copy(m_sMedia, file));
-        QCOMPARE(Run(Params(file, saveDir)), (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}}));
+        const QVariantMap res = Run(Params(file, saveDir));
         const QStringList made = QDir(saveDir).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
         QVERIFY2(made.size() == 1 && made.first().startsWith("detvoice"), qPrintable(made.join(',')));
+        QCOMPARE(res, (QVariantMap{{"resMsg", ""}, {"nFindNum", 3}, {"sOutDir", saveDir + "/" + made.first()}}));
         QCOMPARE(QDir(saveDir + "/" + made.first()).entryList({"*.mp4"}).size(), 3);
     }
 
@@ -201,7 +202,7 @@ private Q_SLOTS:
         TestHost::Install({{"appData", m_tmp.path()}});
         QCOMPARE(g_nFinished, 1);
         QVERIFY(g_bJoinedInside);
-        QCOMPARE(res, (QVariantMap{{"resMsg", "task_stopped"}, {"nFindNum", 1}}));
+        QCOMPARE(res, (QVariantMap{{"resMsg", "task_stopped"}, {"nFindNum", 1}, {"sOutDir", folder}}));
         QCOMPARE(QDir(folder).entryList(QDir::Files), QStringList({"000000-0.mp4", "talk.csv"}));
     }
 

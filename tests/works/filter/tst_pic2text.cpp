@@ -78,8 +78,10 @@ private Q_SLOTS:
         QTest::addColumn<QString>("exc"); // "" the shipped recogniser
         QTest::addColumn<QString>("resMsg");
         QTest::addColumn<QString>("log");
-        for (const char* input : {"<none>", "", "just text", "<dir>"})
-            QTest::newRow(*input ? input : "empty") << QString(input) << "out" << "" << "read_image_failed" << "load image failed %1";
+        // What is no file at all is refused before a temporary folder is made.
+        for (const char* input : {"<none>", "", "<dir>"})
+            QTest::newRow(*input ? input : "empty") << QString(input) << "out" << "" << "read_image_failed" << "read_image_failed";
+        QTest::newRow("just text") << "just text" << "out" << "" << "read_image_failed" << "load image failed %1";
         QTest::newRow("no recogniser") << "<picture>" << "out" << "/nonexistent/zrocr" << "recog_image_failed"
                                        << "recog image failed %2/1.jpg-result.txt";
         QTest::newRow("save dir below a file") << "<picture>" << "plain/out" << "" << "save_image_failed"
