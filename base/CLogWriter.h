@@ -47,8 +47,6 @@ public:
     static CLogWriter* Instance();
 
     /// True when lines go to the log file rather than to the host.
-    bool IsFileMode() const { return m_file.isOpen(); }
-
     /**
      * @brief Writes one line; the message is cut at 10239 bytes, and an empty message
      *        (or one that fails to format) writes nothing.

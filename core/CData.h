@@ -39,6 +39,7 @@ public:
     // The handler given to the face library: its "log" texts reach the host as kind 1.
     static void OnFaceMessage(zrface::ZrFaceRs kind, const zrface::ZrVarient& value);
 
+    // The one-second tick the contract keeps (hosts see it through sgTimerUpdate).
     int GetTickCount() const { return m_nTick; }
     bool IsTimerActive() const { return m_pTimer->isActive(); }
 
@@ -56,6 +57,7 @@ private:
     int m_nTick;
     QTimer* m_pTimer;
     QVariant m_vAppInfo;
+    // The host contract's reserved lock and map: kept for hosts of the same layout, unused here.
     QReadWriteLock m_lock;
     QVariantMap m_map;
     CObjLibImp* m_pWorkLib;

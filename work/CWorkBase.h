@@ -85,6 +85,7 @@ protected:
     std::atomic<bool> m_bWorking;
     QReadWriteLock m_valueLock;
     QVariantMap m_mapValues;
+    // Kept for the contract's observer calls; no work notifies observers.
     std::vector<void*> m_vObservers;
     QVariantMap m_mapParams;
     QVariantMap m_mapResult;

@@ -8,6 +8,7 @@
 // crash ends only that run.
 
 #include "CWorkLib.h"
+#include "WorkTypes.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -203,13 +204,8 @@ int main(int argc, char** argv)
         for (const QString& t : args.at(typesAt + 1).split(','))
             types << t.toInt();
     } else {
-        CWorkLib* lib = CreateWorkLib(nullptr, QVariantMap());
-        for (int type = 0; type <= 15; ++type) {
-            CDetWork* work = lib->CreateWork(type);
-            if (work)
-                types << type;
-            lib->ReleaseWork(work);
-        }
+        for (const WorkTypeInfo& info : kWorkTypes)
+            types << info.nType;
     }
 
     QDir root(QDir::tempPath() + QString("/zrw-sweep-%1").arg(getpid()));

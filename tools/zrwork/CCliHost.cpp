@@ -145,14 +145,3 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
     return resMsg.isEmpty() ? 0 : 1;
 }
 
-QString CCliHost::TypeName(int type)
-{
-    static const char* const names[] = {
-        "CDetPlayWork",        "CDetColorWork",         "CDetMoveWork",           "CDetFaceWork",
-        "CSplitMoveWork",      "CDetVoiceWork",         "CDetVFltResGainWork",    "CDetVFltNeuStyleWork",
-        "CDetVFltWaifu2x",     "CDetAFltRnSilenceWork", "CDetAFltRnnoiseWork",    "",
-        "CDetAFltAudio2Text",  "CDFileFltPdf2Docx",     "CDFileFltDocx2Pdf",      "CDPicFltPic2Text"};
-    if (type < 0 || type > 15)
-        return QString();
-    return QString::fromLatin1(names[type]);
-}

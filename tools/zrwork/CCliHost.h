@@ -27,9 +27,6 @@ public:
     // failure that an operation reports only as false.
     static QStringList Problems();
 
-    // Work type names in type order, for listing.
-    static QString TypeName(int type);
-
 private:
     static void Callback(WorkLibRs kind, const QVariant& value);
 

@@ -1,29 +1,11 @@
 #include "CSegmentJoiner.h"
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
 #include <QTemporaryFile>
 #include <QTextStream>
-
-QString CSegmentJoiner::FindResultFolder(const QString& saveDir, qint64 startMs)
-{
-    QString best;
-    qint64 bestMs = -1;
-    const QFileInfoList dirs = QDir(saveDir).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot);
-    for (const QFileInfo& dir : dirs) {
-        const QFileInfo csv(dir.filePath() + QLatin1Char('/') + dir.fileName() + QStringLiteral(".csv"));
-        const qint64 ms = csv.lastModified().toMSecsSinceEpoch();
-        // File times may be coarser than the clock: a second's slack.
-        if (csv.isFile() && ms >= startMs - 1000 && ms > bestMs) {
-            best = dir.filePath();
-            bestMs = ms;
-        }
-    }
-    return best;
-}
 
 QStringList CSegmentJoiner::SegmentFiles(const QString& folder)
 {

@@ -8,9 +8,6 @@
 class CSegmentJoiner
 {
 public:
-    // The result folder a voice run just wrote below saveDir: the newest sub-folder,
-    // changed since startMs (ms since the epoch), that holds a CSV named after itself.
-    static QString FindResultFolder(const QString& saveDir, qint64 startMs);
     // The segment files listed by the folder's CSV (rows "k,start,end,duration" name
     // "<start>-<k>.mp4"), in its order, leaving out those that were not cut.
     static QStringList SegmentFiles(const QString& folder);

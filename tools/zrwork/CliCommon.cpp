@@ -2,6 +2,7 @@
 
 #include "CCliHost.h"
 #include "CParamParser.h"
+#include "WorkTypes.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -55,6 +56,9 @@ int Usage(const QString& error)
 void PrintUsage()
 {
     std::fputs(kUsage, stdout);
+    std::fputs("The works, by their command:\n", stdout);
+    for (const WorkTypeInfo& info : kWorkTypes)
+        std::printf("  %-10s type %2d, %s: %s\n", info.sVerb, info.nType, WorkFamilyName(info.enFamily), info.sDescription);
 }
 
 void PrintJson(const QVariant& value)

@@ -10,8 +10,9 @@
 #include "CmdOcr.h"
 #include "CmdOffice.h"
 
+#include "WorkTypes.h"
+
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonArray>
@@ -27,15 +28,16 @@ namespace {
 
 using namespace zrcli;
 
+// The work table's rows, each checked against the library it runs on.
 int CmdTypes()
 {
     CCliHost host(false, AppData());
-    for (int type = 0; type <= 15; ++type) {
-        CDetWork* work = host.Lib()->CreateWork(type);
+    for (const WorkTypeInfo& info : kWorkTypes) {
+        CDetWork* work = host.Lib()->CreateWork(info.nType);
         const bool available = work != nullptr;
         host.Lib()->ReleaseWork(work); // also drops the factory's null entry
-        const QString name = type == 11 ? QStringLiteral("(unassigned)") : CCliHost::TypeName(type);
-        std::printf("%2d  %-22s %s\n", type, name.toUtf8().constData(), available ? "available" : "unavailable");
+        std::printf("%2d  %-22s %-12s %-10s %-11s %s\n", info.nType, info.sClass, WorkFamilyName(info.enFamily),
+                    info.sVerb, available ? "available" : "unavailable", info.sDescription);
     }
     return 0;
 }
@@ -86,13 +88,13 @@ int CmdVoice(QStringList args)
     params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
     params.insert(QStringLiteral("nDuration"), qMax<qint64>(seconds, 0));
     params.insert(QStringLiteral("bMergeVideo"), merge);
-    const qint64 startMs = QDateTime::currentMSecsSinceEpoch();
     CCliHost host(verbose, AppData());
-    const int status = RunAndPrint(host, 5, params);
+    QVariantMap finished;
+    const int status = RunAndPrint(host, 5, params, &finished);
     if (status != 0 || (!merge && !join))
         return status;
 
-    const QString folder = CSegmentJoiner::FindResultFolder(params.value(QStringLiteral("sSaveDir")).toString(), startMs);
+    const QString folder = finished.value(QStringLiteral("res_data")).toMap().value(QStringLiteral("sOutDir")).toString();
     const QString name = QFileInfo(folder).fileName();
     if (merge && !QFileInfo::exists(folder + QStringLiteral("/azr-") + name + QStringLiteral(".mp4"))) {
         std::fputs("zrwork: --merge produced no joined file: the library's merge list holds bare file names, which "

@@ -24,7 +24,6 @@ public:
     int CalcFrameDiff(const cv::Mat& frame, const cv::Rect& rect);
 
     /** Whether a frame has been measured. */
-    bool HasPrevious() const { return m_bHasPrevious; }
     /** The last signature as 64 bits, bit i = position i (rows of the 8 × 8 grid in order). */
     quint64 Signature() const;
     /** Forgets the previous frame: the next call returns 0 again. */
