@@ -127,7 +127,8 @@ private Q_SLOTS:
                                                     << txt << "这是繁体中文，软件与网络\n" << done;
         // The recogniser runs in its own folder with exactly the contract's arguments.
         const QString args = Tools("args", {{"test.exe", "f=\"$(dirname \"$8\")/1.txt\"; pwd > \"$f\"; echo \"$@\" | sed 's/_temp[0-9]*_[0-9]*/_temp/' >> \"$f\"\n"}});
-        QTest::newRow("12 arguments") << 12 << wav << speech << args << "" << txt << args + "/audiosrc\n--language zh -m " + kModel
+        // Its model is named relatively (to the recogniser's folder) and reaches it as given.
+        QTest::newRow("12 arguments") << 12 << wav << speech << args << "" << txt << args + "/audiosrc\n--language zh -m ../model"
                 + " -otxt -nt -f " + m_tmp.filePath("runs/12 arguments/out/_temp/1.wav\n") << done;
         QTest::newRow("12 no recogniser") << 12 << wav << speech << Tools("none", {{"opencc.exe", ""}}) << asrFailed << "" << "" << QList<int>{1};
         QTest::newRow("12 recogniser writes nothing") << 12 << wav << speech << Tools("mute", {{"test.exe", "exit 0\n"}}) << asrFailed << "" << "" << QList<int>{1};
@@ -164,7 +165,7 @@ private Q_SLOTS:
         QVERIFY(content.isNull() || (media.contains(content) ? QFile::copy(media[content], file)
                                      : content == "<dir>" ? QDir().mkpath(file) : TestFiles::Write(file, content)));
         const QVariantMap params{{"sFile", file}, {"sSaveDir", resMsg == "save_dir_failed" ? "" : dir + "/out"},
-                                 {"sWorkPath", tools.isEmpty() ? ToolDir() : tools}, {"sWorkExc", kModel}};
+                                 {"sWorkPath", tools.isEmpty() ? ToolDir() : tools}, {"sWorkExc", tools.endsWith("/args") ? "../model" : kModel}};
         const QVariantMap finished = TestHost::RunFinished(type, params);
         QVariantMap echoed = finished.value("user_data").toMap();
         // Speech to text names its output in the result map, silence removal in the parameter map.
