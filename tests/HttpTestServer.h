@@ -1,0 +1,56 @@
+#pragma once
+// The download tests' web server: tests/base/http_server.py on 127.0.0.1 and a free
+// port, as a child of the test, with helpers for its addresses and request counts.
+
+#include "base/CHttpConn.h"
+
+#include <QJsonDocument>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QVariantMap>
+
+class HttpTestServer
+{
+public:
+    // dir: the folder served under /static/.
+    bool Start(const QString& dir = QString())
+    {
+        m_proc.start(QStringLiteral("python3"), {QStringLiteral(ZRW_HTTP_SERVER), dir.isEmpty() ? QStringLiteral(".") : dir});
+        if (!m_proc.waitForReadyRead(20000))
+            return false;
+        m_nPort = m_proc.readLine().trimmed().toInt();
+        return m_nPort > 0;
+    }
+    ~HttpTestServer()
+    {
+        m_proc.kill();
+        m_proc.waitForFinished();
+    }
+
+    QString Url(const QString& path) const { return QStringLiteral("http://127.0.0.1:%1%2").arg(m_nPort).arg(path); }
+
+    // How many GET requests path has had.
+    int Hits(const QString& path) const
+    {
+        QTemporaryDir dir;
+        const QString file = dir.filePath(QStringLiteral("hits"));
+        if (!WorkBaseData::CHttpConn().Download(Url(QStringLiteral("/hits")), file).isEmpty())
+            return -1;
+        QFile f(file);
+        f.open(QIODevice::ReadOnly);
+        return QJsonDocument::fromJson(f.readAll()).toVariant().toMap().value(path).toInt();
+    }
+
+    // Byte i of the server's pattern files is i*7 % 251.
+    static QByteArray Pattern(int from, int to)
+    {
+        QByteArray out;
+        for (int i = from; i < to; ++i)
+            out.append(static_cast<char>((i * 7) % 251));
+        return out;
+    }
+
+private:
+    QProcess m_proc;
+    int m_nPort = 0;
+};
