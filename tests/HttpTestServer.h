@@ -12,10 +12,9 @@
 class HttpTestServer
 {
 public:
-    // dir: the folder served under /static/.
-    bool Start(const QString& dir = QString())
+        bool Start(const QString& dir)
     {
-        m_proc.start(QStringLiteral("python3"), {QStringLiteral(ZRW_HTTP_SERVER), dir.isEmpty() ? QStringLiteral(".") : dir});
+        m_proc.start(QStringLiteral("python3"), {QStringLiteral(ZRW_HTTP_SERVER), dir});
         if (!m_proc.waitForReadyRead(20000))
             return false;
         m_nPort = m_proc.readLine().trimmed().toInt();
@@ -29,15 +28,13 @@ public:
 
     QString Url(const QString& path) const { return QStringLiteral("http://127.0.0.1:%1%2").arg(m_nPort).arg(path); }
 
-    // How many GET requests path has had.
+    // How many GETs path has had.
     int Hits(const QString& path) const
     {
         QTemporaryDir dir;
-        const QString file = dir.filePath(QStringLiteral("hits"));
-        if (!WorkBaseData::CHttpConn().Download(Url(QStringLiteral("/hits")), file).isEmpty())
+        QFile f(dir.filePath(QStringLiteral("hits")));
+        if (!WorkBaseData::CHttpConn().Download(Url(QStringLiteral("/hits")), f.fileName()).isEmpty() || !f.open(QIODevice::ReadOnly))
             return -1;
-        QFile f(file);
-        f.open(QIODevice::ReadOnly);
         return QJsonDocument::fromJson(f.readAll()).toVariant().toMap().value(path).toInt();
     }
 

@@ -1,110 +1,70 @@
 #!/usr/bin/env python3
-"""HTTP server for the download tests, on 127.0.0.1 only.
-
-usage: http_server.py [DIR]   prints the port on the first line of stdout.
-
-GET /file/N        N bytes of pattern (byte i = i*7 % 251), with Range support
-GET /drop/N        announces N bytes, sends half of them and closes; honours Range
-GET /status/C      answers status C
-GET /loop          redirects to itself
-GET /hang          reads the request and never answers
-GET /pair/A        answers only once /pair/B has been asked too (A, B = a or b)
-GET /hits          JSON: how many GETs each path has had
-GET /static/NAME   NAME from DIR
-"""
+# Web server of the download tests, on 127.0.0.1 only; prints its port first.
+# usage: http_server.py DIR    (DIR is served under /static/)
+# /file/N: N pattern bytes (byte i = i*7 % 251), Range honoured; /drop/N: the same, but a
+# request without Range gets half and a closed connection; /status/C; /loop redirects to
+# itself; /hang never answers; /pair/a and /pair/b answer once both have asked; /hits:
+# JSON count of GETs by path.
 import http.server, json, os, re, sys, threading, time
 from collections import Counter
 
-ROOT = sys.argv[1] if len(sys.argv) > 1 else "."
 hits = Counter()
 arrived = {"a": threading.Event(), "b": threading.Event()}
 
 
-def pattern(start, end):
-    return bytes((i * 7) % 251 for i in range(start, end))
-
-
 class Handler(http.server.BaseHTTPRequestHandler):
-    protocol_version = "HTTP/1.0"
-
     def log_message(self, *args):
         pass
 
-    def send_body(self, total, send_upto=None):
+    def reply(self, code, body=b"", headers=()):
+        self.send_response(code)
+        for name, value in headers:
+            self.send_header(name, value)
+        self.send_header("Content-Length", str(len(body)))
+        self.end_headers()
+        self.wfile.write(body)
+
+    def pattern(self, total, upto=None):
         rng = re.match(r"bytes=(\d+)-$", self.headers.get("Range", ""))
         start = int(rng.group(1)) if rng else 0
         if start > total:
-            self.send_response(416)
-            self.send_header("Content-Range", "bytes */%d" % total)
-            self.end_headers()
-            return
+            return self.reply(416, headers=[("Content-Range", "bytes */%d" % total)])
         self.send_response(206 if rng else 200)
         if rng:
             self.send_header("Content-Range", "bytes %d-%d/%d" % (start, total - 1, total))
         self.send_header("Content-Length", str(total - start))
         self.end_headers()
-        end = total if send_upto is None or rng else send_upto
-        pos = start
-        while pos < end:
-            step = min(1 << 20, end - pos)
-            self.wfile.write(pattern(pos, pos + step))
-            pos += step
+        self.wfile.write(bytes((i * 7) % 251 for i in range(start, total if rng or upto is None else upto)))
 
     def do_GET(self):
         hits[self.path] += 1
-        parts = self.path.split("/")
-        verb = parts[1] if len(parts) > 1 else ""
-        arg = parts[2] if len(parts) > 2 else ""
+        _, verb, arg = (self.path + "/").split("/")[:3]
         if verb == "file":
-            self.send_body(int(arg))
+            self.pattern(int(arg))
         elif verb == "drop":
-            self.send_body(int(arg), send_upto=int(arg) // 2)
-            self.wfile.flush()
-            self.close_connection = True
+            self.pattern(int(arg), int(arg) // 2)
         elif verb == "status":
-            body = b"status page\n"
-            self.send_response(int(arg))
-            self.send_header("Content-Length", str(len(body)))
-            self.end_headers()
-            self.wfile.write(body)
+            self.reply(int(arg), b"status page\n")
         elif verb == "loop":
-            self.send_response(302)
-            self.send_header("Location", "/loop")
-            self.send_header("Content-Length", "0")
-            self.end_headers()
+            self.reply(302, headers=[("Location", "/loop")])
         elif verb == "hang":
             time.sleep(30)
         elif verb == "pair":
             arrived[arg].set()
-            other = "b" if arg == "a" else "a"
-            if arrived[other].wait(20):
-                self.send_body(100000)
-            else:
-                self.send_response(504)
-                self.end_headers()
+            if arrived["b" if arg == "a" else "a"].wait(20):
+                self.pattern(100000)
         elif verb == "hits":
-            body = json.dumps(hits).encode()
+            self.reply(200, json.dumps(hits).encode())
+        elif verb == "static" and os.path.isfile(os.path.join(sys.argv[1], arg)):
+            path = os.path.join(sys.argv[1], arg)
             self.send_response(200)
-            self.send_header("Content-Length", str(len(body)))
-            self.end_headers()
-            self.wfile.write(body)
-        elif verb == "static":
-            path = os.path.join(ROOT, os.path.basename(arg))
-            if not os.path.isfile(path):
-                self.send_error(404)
-                return
-            size = os.path.getsize(path)
-            self.send_response(200)
-            self.send_header("Content-Length", str(size))
+            self.send_header("Content-Length", str(os.path.getsize(path)))
             self.end_headers()
             with open(path, "rb") as f:
-                while True:
-                    chunk = f.read(1 << 20)
-                    if not chunk:
-                        break
+                while chunk := f.read(1 << 20):
                     self.wfile.write(chunk)
         else:
-            self.send_error(404)
+            self.reply(404)
 
 
 server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
