@@ -377,9 +377,9 @@ QString CHttpConn::Attempt(const QString& url, const QString& part, qint64 offse
         return QStringLiteral("download_stopped");
     if (result == CURLE_WRITE_ERROR && !t.sAbort.isEmpty())
         return t.sAbort;
-    // A kept ".part" the server cannot continue (it may already be whole, or the file
-    // changed): start over.
-    if (result == CURLE_HTTP_RETURNED_ERROR && httpCode == 416 && offset > 0)
+    // A kept ".part" the server cannot continue (it may already be whole, the file may
+    // have changed, or the server has no ranges): start over.
+    if (offset > 0 && ((result == CURLE_HTTP_RETURNED_ERROR && httpCode == 416) || result == CURLE_RANGE_ERROR))
         return QLatin1String(kRestart);
     if (result != CURLE_OK)
         return WordOf(result, m_nHttpCode);

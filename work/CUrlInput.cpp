@@ -40,10 +40,16 @@ bool CUrlInput::Prepare(QVariantMap& params, QVariantMap& result, const std::ato
         QDir().mkpath(QFileInfo(local).absolutePath());
         QLockFile lock(QFileInfo(local).absolutePath() + QStringLiteral("/.lock"));
         lock.setStaleLockTime(0);
-        while (working && !lock.tryLock(100)) {
+        // Only a lock held elsewhere is waited for: an unwritable cache folder fails at once.
+        bool locked = false;
+        while (working && !(locked = lock.tryLock(100)) && lock.error() == QLockFile::LockFailedError) {
         }
         if (!working) {
             word = QStringLiteral("download_stopped");
+        } else if (!locked) {
+            word = QStringLiteral("download_write_failed");
+            ZRLOG(WorkBaseData::LOG_WARN, func.constData(), "download failed %s %s (no cache folder %s)",
+                  word.toUtf8().constData(), url.toUtf8().constData(), CacheDir().toUtf8().constData());
         } else if (!QFileInfo(local).isFile()) {
             ZRLOG(WorkBaseData::LOG_INFO, func.constData(), "download %s", url.toUtf8().constData());
             CHttpConn conn;

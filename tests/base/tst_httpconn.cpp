@@ -122,6 +122,11 @@ private Q_SLOTS:
         QVERIFY(QFile::copy(file, CHttpConn::PartName(file)));
         QCOMPARE(conn.Download(m_server.Url("/file/1000"), file), QString());
         QCOMPARE(ReadAll(file), HttpTestServer::Pattern(0, 1000));
+        // A server without ranges: the whole file again.
+        QVERIFY(QFile::copy(file, m_tmp.filePath("plain.bin")) && QFile::copy(file, CHttpConn::PartName(file))
+                && QFile::resize(CHttpConn::PartName(file), 10));
+        QCOMPARE(conn.Download(m_server.Url("/static/plain.bin"), file), QString());
+        QCOMPARE(ReadAll(file), HttpTestServer::Pattern(0, 1000));
     }
 
     // The server answers each of the two only once both have asked: they must run at once.
