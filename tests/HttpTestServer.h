@@ -12,13 +12,18 @@
 class HttpTestServer
 {
 public:
-        bool Start(const QString& dir)
+        // Serves dir under /static/; with pem (a key and its certificate) over TLS too.
+    bool Start(const QString& dir, const QString& pem = QString())
     {
-        m_proc.start(QStringLiteral("python3"), {QStringLiteral(ZRW_HTTP_SERVER), dir});
-        if (!m_proc.waitForReadyRead(20000))
-            return false;
-        m_nPort = m_proc.readLine().trimmed().toInt();
-        return m_nPort > 0;
+        m_proc.start(QStringLiteral("python3"), QStringList{QStringLiteral(ZRW_HTTP_SERVER), dir} + (pem.isEmpty() ? QStringList() : QStringList{pem}));
+        for (int* port : {&m_nPort, &m_nTlsPort}) {
+            while (!m_proc.canReadLine() && m_proc.waitForReadyRead(20000)) {
+            }
+            *port = m_proc.readLine().trimmed().toInt();
+            if (pem.isEmpty())
+                break;
+        }
+        return m_nPort > 0 && (pem.isEmpty() || m_nTlsPort > 0);
     }
     ~HttpTestServer()
     {
@@ -27,6 +32,7 @@ public:
     }
 
     QString Url(const QString& path) const { return QStringLiteral("http://127.0.0.1:%1%2").arg(m_nPort).arg(path); }
+    QString TlsUrl(const QString& path) const { return QStringLiteral("https://127.0.0.1:%1%2").arg(m_nTlsPort).arg(path); }
 
     // How many GETs path has had.
     int Hits(const QString& path) const
@@ -50,4 +56,5 @@ public:
 private:
     QProcess m_proc;
     int m_nPort = 0;
+    int m_nTlsPort = 0;
 };

@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 # Web server of the download tests, on 127.0.0.1 only; prints its port first.
-# usage: http_server.py DIR    (DIR is served under /static/)
+# usage: http_server.py DIR [PEM]   (DIR is served under /static/; with PEM, a key and its
+# certificate, the same is served over TLS too, its port on the second line)
 # /file/N: N pattern bytes (byte i = i*7 % 251), Range honoured; /drop/N: the same, but a
 # request without Range gets half and a closed connection; /status/C; /loop redirects to
 # itself; /hang never answers; /pair/a and /pair/b answer once both have asked; /hits:
 # JSON count of GETs by path.
-import http.server, json, os, re, sys, threading, time
+import http.server, json, os, re, ssl, sys, threading, time
 from collections import Counter
 
 hits = Counter()
@@ -67,7 +68,13 @@ class Handler(http.server.BaseHTTPRequestHandler):
             self.reply(404)
 
 
-server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-server.daemon_threads = True
-print(server.server_address[1], flush=True)
-server.serve_forever()
+servers = [http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler) for _ in sys.argv[1:3]]
+if len(servers) > 1:
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    context.load_cert_chain(sys.argv[2])
+    servers[1].socket = context.wrap_socket(servers[1].socket, server_side=True)
+for server in servers:
+    server.daemon_threads = True
+    print(server.server_address[1], flush=True)
+    threading.Thread(target=server.serve_forever, daemon=True).start()
+threading.Event().wait()

@@ -2,6 +2,7 @@
 // each failure's word, resuming, two downloads at once, the host's lock, pictures.
 
 #include "HttpTestServer.h"
+#include "TestFiles.h"
 #include "TestHost.h"
 #include "base/CCurlLocker.h"
 #include "base/DownThread.h"
@@ -60,7 +61,12 @@ private Q_SLOTS:
     void initTestCase()
     {
         TestHost::Install({{"appData", m_tmp.path()}});
-        QVERIFY(m_server.Start(m_tmp.path()));
+        // A certificate no authority signed: TLS verification must refuse it.
+        const QString pem = m_tmp.filePath("self.pem");
+        QCOMPARE(QProcess::execute("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-subj", "/CN=127.0.0.1", "-days", "1",
+                                               "-keyout", pem, "-out", pem + ".crt"}), 0);
+        QVERIFY(TestFiles::Write(pem, ReadAll(pem) + ReadAll(pem + ".crt")));
+        QVERIFY(m_server.Start(m_tmp.path(), pem));
     }
 
     void outcomes_data()
@@ -77,6 +83,7 @@ private Q_SLOTS:
         QTest::newRow("403") << "/status/403" << 30 << "download_http_error" << 403 << -1;
         QTest::newRow("redirect loop") << "/loop" << 30 << "download_too_many_redirects" << 302 << -1;
         QTest::newRow("no answer") << "/hang" << 1 << "download_timeout" << 0 << -1;
+        QTest::newRow("unverified TLS") << "tls:/file/10" << 30 << "download_tls_failed" << 0 << -1;
         QTest::newRow("not http") << "ftp://127.0.0.1/x" << 30 << "download_bad_url" << 0 << -1;
         // Nothing listens on port 1 of the loopback address.
         QTest::newRow("refused") << "http://127.0.0.1:1/x" << 30 << "download_refused" << 0 << -1;
@@ -89,7 +96,7 @@ private Q_SLOTS:
         QFETCH(QString, word);
         QFETCH(int, httpCode);
         QFETCH(int, size);
-        const QString url = path.startsWith('/') ? m_server.Url(path) : path;
+        const QString url = path.startsWith('/') ? m_server.Url(path) : path.startsWith("tls:") ? m_server.TlsUrl(path.mid(4)) : path;
         HttpLimits limits;
         limits.nStallSec = stallSec;
         CHttpConn conn(limits);
