@@ -22,8 +22,8 @@ struct HttpLimits
  *
  * The body goes to "<file>.part" and is renamed to @p file only when the transfer ended
  * cleanly and holds exactly the announced length, so @p file never holds a partial
- * body. A ".part" left by an interrupted transfer is resumed with a range request; a
- * server that ignores the range sends the whole body again and the ".part" is rewritten.
+ * body. A ".part" left by an interrupted transfer is resumed with a range request; when
+ * the server has no ranges or refuses that one, the download starts over from byte 0.
  * Only http and https are allowed, for redirects too; TLS peers and host names are
  * verified.
  *
