@@ -55,6 +55,8 @@ CData::CData()
     m_pTimer->start(1000);
 
     m_vSteps = {1, 3, 6, 10, 20, 40, 100};
+    // Finished downloads come back here to be deleted on the hub's thread.
+    DownThread::SetHub(this);
     // The works and the log writer below reach the host through this link only.
     CHostLink::Install([](int kind, const QVariant& value) { return Peek()->Notify(kind, value); }, m_vSteps);
 

@@ -3,6 +3,7 @@
 #include "base/CLogWriter.h"
 #include "base/PubUtils.h"
 #include "base/CHostLink.h"
+#include "work/CUrlInput.h"
 
 #include <QDir>
 
@@ -162,10 +163,12 @@ QByteArray CWorkBase::FuncName(const char* function) const
 
 bool CWorkBase::CheckGuards()
 {
+    // An http(s) "sFile" is fetched into the download cache first; the checks below see the copy.
+    const bool fetched = CUrlInput::Prepare(m_mapParams, m_mapResult, m_bWorking, FuncName("DoWork"));
     m_sInputFile = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sFile")).toString());
     m_sSaveDir = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sSaveDir")).toString());
-    const bool badInput = m_guards.bCheckInput ? !PubUtils::IsUsableInput(m_sInputFile)
-                                               : PubUtils::IsStreamFile(m_sInputFile);
+    const bool badInput = !fetched
+        || (m_guards.bCheckInput ? !PubUtils::IsUsableInput(m_sInputFile) : PubUtils::IsStreamFile(m_sInputFile));
     if (badInput) {
         if (const char* word = InputWord())
             Fail(word);

@@ -1,5 +1,7 @@
 #include "CCliHost.h"
 
+#include "base/CCurlLocker.h"
+
 #include <QCoreApplication>
 #include <QMutex>
 #include <QRegExp>
@@ -66,6 +68,8 @@ CCliHost::CCliHost(bool verbose, const QString& appData)
     }
     QVariantMap info;
     info.insert(QStringLiteral("appData"), appData);
+    // This host downloads too (fetch): the library's libcurl calls take our lock.
+    info.insert(QStringLiteral("curlLocker"), static_cast<qint64>(reinterpret_cast<quintptr>(WorkBaseData::CCurlLocker::Get())));
     m_pLib = CreateWorkLib(&CCliHost::Callback, info);
 }
 

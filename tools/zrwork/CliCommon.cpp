@@ -39,6 +39,8 @@ const char kUsage[] =
     "  zrwork ocr FILE --save-dir DIR [--verbose]   (prints the finished map, then the text)\n"
     "  zrwork pdf FILE.docx --save-dir DIR [--verbose]\n"
     "  zrwork docx FILE.pdf --save-dir DIR [--verbose]\n"
+    "  zrwork fetch URL --save-dir DIR [--stall-sec N]   (downloads with a progress bar; resumes a broken one)\n"
+    "Any FILE may be an http:// or https:// address: it is downloaded into the data folder's cache first.\n"
     "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
     "b true/false, map or js (or a value starting with '{') a JSON object.\n"
     "Commands that name a FILE take --param/--params too, to add or override parameters.\n"
@@ -89,6 +91,13 @@ QString FindTool(const QString& name)
 QString FindProbe()
 {
     return FindTool(QStringLiteral("ffprobe"));
+}
+
+QString InputArg(const QString& arg)
+{
+    if (arg.startsWith(QLatin1String("http://"), Qt::CaseInsensitive) || arg.startsWith(QLatin1String("https://"), Qt::CaseInsensitive))
+        return arg;
+    return QFileInfo(arg).absoluteFilePath();
 }
 
 qint64 MediaSeconds(const QString& file)
@@ -164,7 +173,7 @@ int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params,
         return Usage(error);
     if (args.size() != 1 || saveDir.isEmpty())
         return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
-    params.insert(QStringLiteral("sFile"), QFileInfo(args.first()).absoluteFilePath());
+    params.insert(QStringLiteral("sFile"), InputArg(args.first()));
     params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
     for (auto it = overrides.cbegin(); it != overrides.cend(); ++it)
         params.insert(it.key(), it.value());

@@ -25,6 +25,8 @@ QString FindProbe();
 // Whole seconds of the media, or -1 when it cannot be read (or is no regular file:
 // a FIFO or device would keep ffprobe waiting).
 qint64 MediaSeconds(const QString& file);
+// A FILE argument as the library gets it: an http(s) address as it is, a path made absolute.
+QString InputArg(const QString& arg);
 // Takes "--name value" out of args; false when the option is present without a value.
 bool TakeOption(QStringList& args, const QString& name, QString* value);
 bool TakeFlag(QStringList& args, const QString& name);

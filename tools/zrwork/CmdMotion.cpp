@@ -72,7 +72,7 @@ int CmdMotion(QStringList args)
         return status;
     if (args.size() != 1 || store.isEmpty())
         return Usage(QStringLiteral("motion needs one FILE and --store DIR"));
-    params.insert(QStringLiteral("sFile"), QFileInfo(args.first()).absoluteFilePath());
+    params.insert(QStringLiteral("sFile"), InputArg(args.first()));
 
     CCliHost host(verbose, AppData());
     host.Lib()->InitModelStore(QFileInfo(store).absoluteFilePath());

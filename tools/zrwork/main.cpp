@@ -5,6 +5,7 @@
 #include "CliCommon.h"
 #include "CSegmentJoiner.h"
 #include "CmdAudio.h"
+#include "CmdFetch.h"
 #include "CmdFilter.h"
 #include "CmdMotion.h"
 #include "CmdOcr.h"
@@ -78,7 +79,7 @@ int CmdVoice(QStringList args)
         || !CParamParser::ParseItem(QStringLiteral("dMinSec=") + minSec, typed, &error))
         return Usage(error);
 
-    const QString file = QFileInfo(args.first()).absoluteFilePath();
+    const QString file = InputArg(args.first());
     const qint64 seconds = MediaSeconds(file);
     if (seconds < 0)
         std::fprintf(stderr, "zrwork: cannot read the length of %s; going on with 0\n", file.toUtf8().constData());
@@ -203,6 +204,8 @@ int main(int argc, char** argv)
         return zrcli::CmdPdf(args);
     if (command == QLatin1String("docx"))
         return zrcli::CmdDocx(args);
+    if (command == QLatin1String("fetch"))
+        return zrcli::CmdFetch(args);
     if (command == QLatin1String("--help") || command == QLatin1String("-h") || command == QLatin1String("help")) {
         PrintUsage();
         return 0;

@@ -1,0 +1,69 @@
+// Works on web addresses: the input is fetched once into the download cache and the
+// work gives the result it gives on the local file.
+
+#include "HttpTestServer.h"
+#include "TestFiles.h"
+#include "TestHost.h"
+#include "work/CUrlInput.h"
+
+#include <QtTest>
+
+class TstUrlInput : public QObject
+{
+    Q_OBJECT
+
+    QTemporaryDir m_tmp;
+    HttpTestServer m_server;
+
+    QVariantMap Voice(const QString& file, const QString& saveDir)
+    {
+        return TestHost::RunWork(5, {{"sFile", file}, {"sSaveDir", m_tmp.filePath(saveDir)}, {"nDuration", 6},
+                                     {"nDecibel", 30}, {"dMinSec", 1.0}, {"bMergeVideo", false}});
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        TestHost::Install({{"appData", m_tmp.filePath("data")}});
+        const QString media = m_tmp.filePath("media/talk.mkv");
+        QDir().mkpath(m_tmp.filePath("media"));
+        // Six seconds of picture and tone, the tone silenced from 2 to 4 s.
+        QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc=size=160x120:rate=10:duration=6",
+                                              "-f", "lavfi", "-i", "aevalsrc='if(between(t,2,4),0,0.5*sin(2*PI*440*t))':s=16000:d=6",
+                                              "-c:v", "libx264", "-c:a", "pcm_s16le", media}),
+                 0);
+        QVERIFY(m_server.Start(m_tmp.filePath("media")));
+    }
+
+    void sameResultAsTheLocalFileAndFetchedOnce()
+    {
+        QVariantMap local = Voice(m_tmp.filePath("media/talk.mkv"), "local");
+        QCOMPARE(local.take("sOutDir").toString(), m_tmp.filePath("local/talk"));
+        QCOMPARE(local.value("resMsg").toString(), QString());
+        const QString url = m_server.Url("/static/talk.mkv");
+        const QString cached = CUrlInput::CachePath(url);
+        QVERIFY(cached.startsWith(m_tmp.filePath("data/DownCache/")));
+        for (const char* run : {"first", "second"}) {
+            QVariantMap remote = Voice(url, QString("remote-") + run);
+            QCOMPARE(remote.take("sSourceUrl").toString(), url);
+            QCOMPARE(remote.take("sLocalFile").toString(), cached);
+            QCOMPARE(remote.take("sOutDir").toString(), m_tmp.filePath(QString("remote-%1/talk").arg(run)));
+            QCOMPARE(remote, local);
+            QCOMPARE(TestFiles::Read(m_tmp.filePath(QString("remote-%1/talk/talk.csv").arg(run))),
+                     TestFiles::Read(m_tmp.filePath("local/talk/talk.csv")));
+        }
+        QCOMPARE(m_server.Hits("/static/talk.mkv"), 1);
+    }
+
+    void failedDownloadGivesTheInputWord()
+    {
+        const QVariantMap res = Voice(m_server.Url("/static/none.mkv"), "missing");
+        QCOMPARE(res, (QVariantMap{{"resMsg", "read_input_failed"}, {"sDownMsg", "download_not_found"},
+                                   {"sSourceUrl", m_server.Url("/static/none.mkv")}}));
+        QCOMPARE(TestHost::LogsWith("download failed download_not_found").size(), 1);
+        QVERIFY(!QFileInfo::exists(m_tmp.filePath("missing")));
+    }
+};
+
+QTEST_GUILESS_MAIN(TstUrlInput)
+#include "tst_urlinput.moc"
