@@ -1,6 +1,7 @@
 #include "works/filter/StyleFilter.h"
 
 #include "base/CLogWriter.h"
+#include "work/CProcessWork.h"
 
 #include <QSize>
 
@@ -143,6 +144,9 @@ cv::Mat StyleFilter::ForwardTiled(const cv::Mat& picture, const cv::Scalar& mean
             const cv::Rect core(x, y, std::min(kSide, picture.cols - x), std::min(kSide, picture.rows - y));
             const cv::Rect outer = cv::Rect(x - kMargin, y - kMargin, core.width + 2 * kMargin,
                                             core.height + 2 * kMargin) & whole;
+            // A stopped work does not wait for the rest of a large picture.
+            if (CProcessWork::StopRequested())
+                return cv::Mat();
             cv::Mat out = Forward(picture(outer), mean);
             if (out.empty())
                 return cv::Mat();
