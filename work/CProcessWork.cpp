@@ -50,7 +50,7 @@ protected:
     }
 
 private:
-#ifndef Q_OS_WIN
+#ifdef Q_OS_LINUX
     const pid_t m_parent = ::getpid();
 #endif
 };
