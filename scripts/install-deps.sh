@@ -15,6 +15,8 @@ pkgs=(
   libpocketsphinx-dev pocketsphinx-en-us pocketsphinx-testdata opencc
   # documents and picture text: the office engine, PDF text for the tests, fonts for rendered pages
   libreoffice-writer-nogui poppler-utils fonts-noto-cjk
+  # picture text reads TIFF and WebP scans through Qt's extra image format plugins
+  qt5-image-formats-plugins
   # build-time model conversion and the shipped style networks
   python3-onnx python3-numpy
   # npm, for the pinned tarballs below

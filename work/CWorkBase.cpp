@@ -4,6 +4,7 @@
 #include "base/PubUtils.h"
 #include "base/CHostLink.h"
 #include "work/CUrlInput.h"
+#include "work/CProcessWork.h"
 
 #include <QDir>
 
@@ -189,6 +190,8 @@ void CWorkBase::run()
     // Each run reports only its own results.
     m_mapResult.clear();
     m_mapResult.insert(QStringLiteral("resMsg"), QString());
+    // A stop ends the tool the work is waiting for, not only the work's own loop.
+    const CProcessWork::StopScope stopScope(m_bWorking);
     // Whatever DoWork does, the host gets exactly one finished map for this run.
     try {
         if (CheckGuards())

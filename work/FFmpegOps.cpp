@@ -22,11 +22,19 @@ QString str(const QVariantMap& args, const char* key)
     return args.value(QLatin1String(key)).toString();
 }
 
-// Runs ffmpeg once with an inherited working directory unless one is given.
-void runFFmpeg(const QStringList& arguments, const QString& workDir = QString())
+// Runs ffmpeg once with an inherited working directory unless one is given; true when
+// it exited with 0.
+bool runFFmpeg(const QStringList& arguments, const QString& workDir = QString())
 {
     CProcessWork work;
     work.StartTask(FFmpegOps::FFmpegPath(), arguments, workDir);
+    return work.Succeeded();
+}
+
+bool NonEmptyFile(const QString& path)
+{
+    const QFileInfo info(path);
+    return info.isFile() && info.size() > 0;
 }
 
 } // namespace
@@ -106,12 +114,56 @@ bool FFmpegOps::ExtractAudio(const QVariantMap& args)
     if (str(args, "aType") == QLatin1String("PCM16")) {
         arguments << QStringLiteral("-acodec") << QStringLiteral("pcm_s16le") << QStringLiteral("-ac")
                   << QStringLiteral("1") << QStringLiteral("-ar") << QStringLiteral("16000");
-    } else {
-        arguments << QStringLiteral("-acodec") << QStringLiteral("copy");
+        arguments << outFile;
+        runFFmpeg(arguments);
+        return QFile::exists(outFile);
     }
-    arguments << outFile;
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    arguments << QStringLiteral("-acodec") << QStringLiteral("copy") << outFile;
+    if (runFFmpeg(arguments) && NonEmptyFile(outFile))
+        return true;
+    // A stream the output's container cannot hold (MP3, Opus or PCM into ".aac") makes
+    // the copy fail and leaves an empty file: the sound is encoded to AAC instead.
+    if (CProcessWork::StopRequested())
+        return false;
+    const QStringList encode {QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-i"), inFile,
+                              QStringLiteral("-vn"), QStringLiteral("-acodec"), QStringLiteral("aac"), outFile};
+    if (runFFmpeg(encode) && NonEmptyFile(outFile))
+        return true;
+    QFile::remove(outFile);
+    return false;
+}
+
+FFmpegOps::Streams FFmpegOps::ProbeStreams(const QString& file)
+{
+    // Copies at most nothing ("-t 0"): ffmpeg only opens the input and lists its streams.
+    const QStringList arguments {QStringLiteral("-hide_banner"), QStringLiteral("-nostdin"), QStringLiteral("-i"), file,
+                                 QStringLiteral("-map"), QStringLiteral("0:v:0?"), QStringLiteral("-map"),
+                                 QStringLiteral("0:a:0?"), QStringLiteral("-c"), QStringLiteral("copy"),
+                                 QStringLiteral("-t"), QStringLiteral("0"), QStringLiteral("-f"), QStringLiteral("null"),
+                                 QStringLiteral("-")};
+    CProcessWork work;
+    work.StartTask(FFmpegPath(), arguments, QString());
+    if (!work.Succeeded())
+        return Streams();
+    return ParseStreams(work.GetStdErr());
+}
+
+FFmpegOps::Streams FFmpegOps::ParseStreams(const QString& report)
+{
+    Streams streams;
+    const QRegExp streamRx(QStringLiteral("^\\s*Stream #0:\\d+.*: (Video|Audio):"));
+    const QStringList lines = report.split(QRegExp(QStringLiteral("[\n\r]+")));
+    for (const QString& line : lines) {
+        // Only the input's streams: the output's are listed after it.
+        if (line.startsWith(QLatin1String("Output #")))
+            break;
+        QRegExp rx(streamRx);
+        if (rx.indexIn(line) != 0)
+            continue;
+        streams.bKnown = true;
+        (rx.cap(1) == QLatin1String("Video") ? streams.bVideo : streams.bAudio) = true;
+    }
+    return streams;
 }
 
 bool FFmpegOps::MergeAudioVideo(const QVariantMap& args)

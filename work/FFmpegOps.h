@@ -31,6 +31,8 @@ public:
     // A list of {"startTs", "endTs"} maps (seconds, doubles); pInfo, when given, says
     // how the run went.
     static QVariant DetectSilence(const QVariantMap& args, DetectInfo* pInfo = nullptr);
+    // A copied stream the output cannot hold is encoded to AAC instead; false (and no
+    // file left) when neither gave a non-empty output.
     static bool ExtractAudio(const QVariantMap& args);
     static bool MergeAudioVideo(const QVariantMap& args);
     static void JpgSeqToVideo(const QString& picDir, const QString& outFile);
@@ -38,6 +40,17 @@ public:
     static bool RemoveSilence(const QVariantMap& args);
     static bool CutSegment(const QVariantMap& args);
     static bool VideoToPngSeq(const QVariantMap& args);
+
+    // What a media file holds, from ffmpeg's listing of its streams; bKnown false when
+    // ffmpeg could not open it (or could not run).
+    struct Streams
+    {
+        bool bKnown = false;
+        bool bVideo = false;
+        bool bAudio = false;
+    };
+    static Streams ProbeStreams(const QString& file);
+    static Streams ParseStreams(const QString& report);
 
     // The silence intervals in ffmpeg's silencedetect report (its standard error).
     static QVariantList ParseSilence(const QString& report);

@@ -33,17 +33,16 @@ bench() { # TYPE LABEL FRAME-STEP-COMMAND(or empty) EXTRA-PARAMS...
   grep -o 'CProcessWork::StartTask Info exec .*' "$work/lib.log" | sed 's/^CProcessWork::StartTask Info exec //' \
     > "$work/commands.txt"
   local pics
-  pics=$(head -n 1 "$work/commands.txt" | awk '{print $NF}')
+  # The pictures' folder: where the extraction (the line ending in "%8d.png") writes.
+  pics=$(grep -m 1 '%8d\.png$' "$work/commands.txt" | awk '{print $NF}')
   pics=${pics%/*}
   {
     echo '#!/usr/bin/env bash'
     echo "rm -rf '$work/out'; mkdir -p '$pics'"
-    local n=0
     while IFS= read -r line; do
       # Each word quoted: the filter argument holds parentheses and a '*'.
       printf 'ffmpeg'; (set -f; printf " '%s'" $line); echo ' >/dev/null 2>&1'
-      n=$((n + 1))
-      if [ "$n" = 1 ] && [ -n "$step" ]; then echo "$step '$pics'"; fi
+      case "$line" in *'%8d.png') if [ -n "$step" ]; then echo "$step '$pics'"; fi ;; esac
     done < "$work/commands.txt"
   } > "$work/plain.sh"
   local lib_times=() sh_times=() t0 t1 t2

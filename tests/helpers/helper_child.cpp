@@ -2,7 +2,11 @@
 //   exit N err out  writes err to stderr and out to stdout, then exits with N;
 //   flood MiB KiB   writes that much to stdout and stderr without waiting for a reader;
 //   crash           aborts, leaving no core file behind;
-//   group           writes its process group and its pid to stderr.
+//   group           writes its process group and its pid to stderr;
+//   deathsig        writes the signal it gets when its parent dies (Linux) to stderr.
+#ifdef __linux__
+#include <sys/prctl.h>
+#endif
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -22,6 +26,14 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "%d %d", static_cast<int>(getpgrp()), static_cast<int>(getpid()));
         return 0;
     }
+#ifdef __linux__
+    if (!std::strcmp(mode, "deathsig")) {
+        int sig = 0;
+        prctl(PR_GET_PDEATHSIG, &sig);
+        std::fprintf(stderr, "%d", sig);
+        return 0;
+    }
+#endif
     if (!std::strcmp(mode, "crash")) {
         const rlimit noCore {0, 0};
         setrlimit(RLIMIT_CORE, &noCore);

@@ -4,6 +4,7 @@
 
 #include <QtTest>
 
+#include <csignal>
 #include <unistd.h>
 
 static QString child()
@@ -68,6 +69,16 @@ private Q_SLOTS:
         QCOMPARE(ids.at(0), ids.at(1));
         QVERIFY(ids.at(0).toInt() != int(getpgrp()));
     }
+
+#ifdef Q_OS_LINUX
+    // A host that is killed takes its tools with it.
+    void childDiesWithItsHost()
+    {
+        CProcessWork work;
+        work.StartTask(child(), {"deathsig"}, QString());
+        QCOMPARE(work.GetStdErr(), QString::number(SIGTERM));
+    }
+#endif
 };
 
 QTEST_GUILESS_MAIN(TestProcessWork)

@@ -118,7 +118,13 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
     g_finished = false;
     g_interrupted = false;
     g_lastPercent = -1;
+    // A closed terminal, a `timeout` or a service stop ends the work as Ctrl-C does:
+    // the library then ends the running tool, and nothing is left running.
     auto previous = std::signal(SIGINT, &OnSigInt);
+#if defined(Q_OS_UNIX)
+    auto previousTerm = std::signal(SIGTERM, &OnSigInt);
+    auto previousHup = std::signal(SIGHUP, &OnSigInt);
+#endif
 
     work->SetParams(params);
     work->StartWork();
@@ -126,7 +132,7 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
     // The finished map is sent from inside the thread body, so it has arrived once the thread is done.
     while (!work->IsFinished()) {
         if (g_interrupted && !stopped) {
-            std::fprintf(stderr, "\nstopping: the current step ends first\n");
+            std::fprintf(stderr, "\nstopping\n");
             work->StopWork();
             stopped = true;
         }
@@ -137,6 +143,10 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
     work->JoinWork(60000);
     m_pLib->ReleaseWork(work);
     std::signal(SIGINT, previous);
+#if defined(Q_OS_UNIX)
+    std::signal(SIGTERM, previousTerm);
+    std::signal(SIGHUP, previousHup);
+#endif
     if (g_lastPercent >= 0 && StderrIsTerminal())
         std::fprintf(stderr, "\n");
 

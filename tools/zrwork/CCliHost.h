@@ -18,7 +18,7 @@ public:
 
     CWorkLib* Lib() const { return m_pLib; }
 
-    // Creates, starts and joins one work; Ctrl-C stops it. Returns the process exit
+    // Creates, starts and joins one work; Ctrl-C, SIGTERM and SIGHUP stop it. Returns the process exit
     // status: 0 when "resMsg" is empty, 1 when it names a failure, 2 when no work of
     // that type exists. *finished receives the finished map.
     int RunWork(int type, const QVariantMap& params, QVariantMap* finished);

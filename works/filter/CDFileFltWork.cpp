@@ -4,6 +4,7 @@
 #include "work/CProcessWork.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 
 using WorkBaseData::PubUtils;
@@ -40,8 +41,15 @@ void CDFileFltWork::DoWork()
     // The base name stops at the first dot on purpose: "a.b.docx" gives "a.pdf".
     const QString out = PubUtils::MakeUniqueFilePath(SaveDir(), QFileInfo(in).baseName(), QLatin1String(m_pExt));
 
+    const bool outExisted = QFileInfo::exists(out);
     RunConverter(sWorkExc, Arguments(in, out), sWorkPath);
 
+    // A stop ends the converter; whatever it left is not a result.
+    if (!m_bWorking) {
+        if (!outExisted)
+            QFile::remove(out);
+        return Fail("task_stopped");
+    }
     if (QFileInfo::exists(out))
         m_mapResult.insert(QStringLiteral("sOutFile"), out);
     else

@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QPainter>
 #include <QTextStream>
 
 using WorkBaseData::PubUtils;
@@ -78,10 +79,25 @@ void CDPicFltPic2Text::DoWork()
     QImage image;
     if (!image.load(sFile))
         return Stop("read_image_failed", "load image failed", sFile);
+    // JPEG has no alpha: transparent pixels would turn black, and so would dark text
+    // drawn on them. The picture is laid on white first.
+    if (image.hasAlphaChannel()) {
+        QImage flat(image.size(), QImage::Format_RGB32);
+        flat.fill(Qt::white);
+        QPainter painter(&flat);
+        painter.drawImage(0, 0, image);
+        painter.end();
+        image = flat;
+    }
     if (!image.save(jpg))
         return Stop("save_image_failed", "save image failed", jpg);
 
     CProcessWork::ExecProcess(sWorkExc, RecogniserArguments(jpg), sWorkPath);
+    // A stop (which ends the recogniser) is no failure whose traces are kept.
+    if (!m_bWorking) {
+        PubUtils::RemoveDir(tempDir);
+        return Stop("task_stopped", "stopped", sFile);
+    }
     if (!QFileInfo::exists(result))
         return Stop("recog_image_failed", "recog image failed", result);
 

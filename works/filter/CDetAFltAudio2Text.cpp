@@ -44,12 +44,25 @@ void CDetAFltAudio2Text::DoWork()
     const QString txt = temp + QStringLiteral("/1.txt");
     QFile::remove(wav);
     QFile::remove(txt);
+    // A stop (which also ends the running tool) leaves nothing behind and, like this
+    // work's other failures, no word: the missing output says it.
+    const bool outExisted = QFileInfo::exists(out);
+    const auto stopped = [&] {
+        if (m_bWorking)
+            return false;
+        PubUtils::RemoveDir(temp);
+        if (!outExisted)
+            QFile::remove(out);
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "task_stopped");
+        return true;
+    };
 
     // A failed extraction ends the run with an empty "resMsg" and no "sOutFile": hosts
     // read the missing output as the failure.
-    if (!FFmpegOps::ExtractAudio(QVariantMap{{QStringLiteral("inFile"), sFile},
-                                             {QStringLiteral("outFile"), wav},
-                                             {QStringLiteral("aType"), QStringLiteral("PCM16")}}))
+    const bool extracted = FFmpegOps::ExtractAudio(QVariantMap{{QStringLiteral("inFile"), sFile},
+                                                               {QStringLiteral("outFile"), wav},
+                                                               {QStringLiteral("aType"), QStringLiteral("PCM16")}});
+    if (stopped() || !extracted)
         return;
     NotifyProgress(1);
 
@@ -57,6 +70,8 @@ void CDetAFltAudio2Text::DoWork()
                               {QStringLiteral("--language"), QStringLiteral("zh"), QStringLiteral("-m"), sWorkExc,
                                QStringLiteral("-otxt"), QStringLiteral("-nt"), QStringLiteral("-f"), wav},
                               tools);
+    if (stopped())
+        return;
     if (!QFileInfo::exists(txt)) {
         ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "asr failed %s", wav.toUtf8().constData());
         m_mapResult.insert(QStringLiteral("resMsg"), QStringLiteral("recog_audio_failed"));
@@ -69,6 +84,8 @@ void CDetAFltAudio2Text::DoWork()
                               {QStringLiteral("-i"), txt, QStringLiteral("-c"), QStringLiteral("tw2sp.json"),
                                QStringLiteral("-o"), out},
                               tools);
+    if (stopped())
+        return;
     // The converter is judged by its output alone; without it the raw text is kept.
     if (!QFileInfo::exists(out))
         QFile::copy(txt, out);

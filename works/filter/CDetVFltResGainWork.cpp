@@ -10,7 +10,8 @@ CDetVFltResGainWork::CDetVFltResGainWork()
 std::unique_ptr<CFilter> CDetVFltResGainWork::CreateFilter()
 {
     auto filter = std::make_unique<BeautifyFilter>();
-    // Bad options are logged; each frame then fails and keeps its content.
-    filter->SetFilter(m_mapParams);
+    // Bad options are logged, and the run fails before any frame.
+    if (filter->SetFilter(m_mapParams) != 0)
+        return nullptr;
     return filter;
 }

@@ -4,27 +4,16 @@
 #include "base/PubUtils.h"
 #include "work/FFmpegOps.h"
 #include "works/filter/CFilter.h"
+#include "works/filter/PictureAlpha.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
 
 #include <opencv2/imgcodecs.hpp>
 
 using WorkBaseData::PubUtils;
-
-namespace {
-
-bool WritePicture(const QString& path, const cv::Mat& picture)
-{
-    try {
-        return cv::imwrite(path.toLocal8Bit().toStdString(), picture);
-    } catch (const cv::Exception&) {
-        return false; // an unknown suffix or an unwritable folder
-    }
-}
-
-} // namespace
 
 CFrameSeqWork::Guards CFrameSeqWork::VideoGuards()
 {
@@ -41,6 +30,15 @@ CFrameSeqWork::CFrameSeqWork(int type, const Stages& stages, const Guards& guard
 
 CFrameSeqWork::~CFrameSeqWork() = default;
 
+bool CFrameSeqWork::WritePicture(const QString& path, const cv::Mat& picture)
+{
+    try {
+        return cv::imwrite(path.toLocal8Bit().toStdString(), picture);
+    } catch (const cv::Exception&) {
+        return false; // an unknown suffix or an unwritable folder
+    }
+}
+
 int CFrameSeqWork::FrameProgress(int i, int n)
 {
     const int step = n / 66;
@@ -49,19 +47,35 @@ int CFrameSeqWork::FrameProgress(int i, int n)
     return 11 + static_cast<int>(static_cast<float>(i) / static_cast<float>(n) * 66.0);
 }
 
+bool CFrameSeqWork::PrepareFilter()
+{
+    m_pFilter = CreateFilter();
+    return m_pFilter != nullptr;
+}
+
+bool CFrameSeqWork::FilterFile(const QString& in, const QString& out)
+{
+    PictureAlpha picture;
+    if (!m_pFilter)
+        return false;
+    if (!picture.Read(in)) {
+        ZRLOG(WorkBaseData::LOG_INFO, FuncName("DoWork").constData(), "imread failed %s", in.toUtf8().constData());
+        return false;
+    }
+    // The filters know colour only: transparency is kept aside and put back.
+    cv::Mat filtered;
+    return m_pFilter->DoFilter(picture.Colour(), filtered) == 0 && WritePicture(out, picture.WithAlpha(filtered));
+}
+
 void CFrameSeqWork::FilterFrame(const QString& file)
 {
-    cv::Mat out;
-    if (m_pFilter && m_pFilter->DoFilter(file.toLocal8Bit().constData(), out) == 0)
-        WritePicture(file, out);
+    FilterFile(file, file);
 }
 
 bool CFrameSeqWork::FilterPicture(const QString& in, const QString& out)
 {
-    m_pFilter = CreateFilter();
     const auto drop = qScopeGuard([this] { m_pFilter.reset(); });
-    cv::Mat picture;
-    return m_pFilter && m_pFilter->DoFilter(in.toLocal8Bit().constData(), picture) == 0 && WritePicture(out, picture);
+    return PrepareFilter() && FilterFile(in, out);
 }
 
 const char* CFrameSeqWork::InputWord() const
@@ -79,6 +93,12 @@ void CFrameSeqWork::DoWork()
 
 void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
 {
+    // A filter that cannot start fails before anything is decoded: frames passed on
+    // unfiltered would look like a success.
+    const auto dropFilter = qScopeGuard([this] { m_pFilter.reset(); });
+    if (m_stages.bFilterFrames && !PrepareFilter())
+        return Fail("filter_init_failed");
+
     const QString base = QFileInfo(sFile).baseName();
     const QString tempDir = PubUtils::MakeTempWorkDir(sSaveDir);
     const QString picDir = PubUtils::MakeTempWorkDir(tempDir);
@@ -89,42 +109,73 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     const QString audio = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("audio") + base, QStringLiteral(".aac"));
     const QString video = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("video") + base, QStringLiteral(".mp4"));
     const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, base, QStringLiteral(".mp4"));
+    const bool outExisted = QFileInfo::exists(out);
+    // After each step: a stop (which also ends the running tool) removes what the run
+    // made, since it is no failure whose traces are kept; a failed step keeps them.
+    const auto ended = [&](bool ok, const char* word) {
+        if (!m_bWorking) {
+            PubUtils::RemoveDir(tempDir);
+            if (!outExisted)
+                QFile::remove(out);
+            Fail("task_stopped");
+            return true;
+        }
+        if (!ok)
+            Fail(word);
+        return !ok;
+    };
     NotifyProgress(1);
 
-    if (!FFmpegOps::VideoToPngSeq({{QStringLiteral("inFile"), sFile}, {QStringLiteral("saveDir"), picDir}}))
-        return Fail("videotopic_failed");
+    // Known before any frame is filtered: a source without sound gives a silent output.
+    // When ffmpeg cannot tell, the sound is looked for as usual.
+    const FFmpegOps::Streams streams = FFmpegOps::ProbeStreams(sFile);
+    const bool bAudio = !streams.bKnown || streams.bAudio;
+
+    if (ended(FFmpegOps::VideoToPngSeq({{QStringLiteral("inFile"), sFile}, {QStringLiteral("saveDir"), picDir}}),
+              "videotopic_failed"))
+        return;
     NotifyProgress(11);
 
     if (m_stages.bFilterFrames) {
         const QStringList frames = PubUtils::GetFileList(picDir, 1);
-        m_pFilter = CreateFilter();
-        {
-            // The filter (and its network) lives only while the frames are filtered.
-            const auto dropFilter = qScopeGuard([this] { m_pFilter.reset(); });
-            const int n = frames.size();
-            for (int i = 0; i < n; ++i) {
-                if (!m_bWorking)
-                    return Fail("task_stopped");
-                FilterFrame(frames.at(i));
-                const int pos = FrameProgress(i, n);
-                if (pos >= 0)
-                    NotifyProgress(pos);
-            }
+        const int n = frames.size();
+        for (int i = 0; i < n; ++i) {
+            if (ended(true, nullptr))
+                return;
+            FilterFrame(frames.at(i));
+            const int pos = FrameProgress(i, n);
+            if (pos >= 0)
+                NotifyProgress(pos);
         }
+        // The filter (and its network) lives only while the frames are filtered.
+        m_pFilter.reset();
         NotifyProgress(m_stages.nAfterFrames);
     }
 
-    if (!FFmpegOps::PngSeqToVideo({{QStringLiteral("inDir"), picDir}, {QStringLiteral("outFile"), video}}))
-        return Fail("pictovideo_failed");
+    if (ended(FFmpegOps::PngSeqToVideo({{QStringLiteral("inDir"), picDir}, {QStringLiteral("outFile"), video}}),
+              "pictovideo_failed"))
+        return;
     NotifyProgress(m_stages.nAfterEncode);
 
-    if (!FFmpegOps::ExtractAudio({{QStringLiteral("inFile"), sFile}, {QStringLiteral("outFile"), audio}}))
-        return Fail("getaudio_failed");
-    NotifyProgress(m_stages.nAfterAudio);
-
-    if (!FFmpegOps::MergeAudioVideo(
-            {{QStringLiteral("inFile"), video}, {QStringLiteral("inFile2"), audio}, {QStringLiteral("outFile"), out}}))
-        return Fail("mergeaudiovideo_failed");
+    if (bAudio) {
+        if (ended(FFmpegOps::ExtractAudio({{QStringLiteral("inFile"), sFile}, {QStringLiteral("outFile"), audio}}),
+                  "getaudio_failed"))
+            return;
+        NotifyProgress(m_stages.nAfterAudio);
+        if (ended(FFmpegOps::MergeAudioVideo({{QStringLiteral("inFile"), video},
+                                              {QStringLiteral("inFile2"), audio},
+                                              {QStringLiteral("outFile"), out}}),
+                  "mergeaudiovideo_failed"))
+            return;
+    } else {
+        NotifyProgress(m_stages.nAfterAudio);
+        // Nothing to join: the encoded pictures are the output. An empty file in the way
+        // is a name reserved for this run.
+        if (QFileInfo(out).size() == 0)
+            QFile::remove(out);
+        if (ended(QFile::rename(video, out), "mergeaudiovideo_failed"))
+            return;
+    }
     NotifyProgress(m_stages.nAfterMerge);
 
     (m_stages.bOutInParams ? m_mapParams : m_mapResult).insert(QStringLiteral("sOutFile"), out);
@@ -141,10 +192,10 @@ void CFrameSeqWork::RunPicture(const QString& sFile, const QString& sSaveDir)
     const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, input.baseName(), suffix);
     // The name search gives up at _99 and hands back an existing file: never remove that one.
     const bool existed = QFileInfo::exists(out);
-    if (!input.isFile() || !FilterPicture(sFile, out) || !QFileInfo(out).isFile()) {
+    if (!input.isFile() || !FilterPicture(sFile, out) || !QFileInfo(out).isFile() || !m_bWorking) {
         if (!existed)
             QFile::remove(out);
-        return Fail("picfilter_failed");
+        return Fail(m_bWorking ? "picfilter_failed" : "task_stopped");
     }
     m_mapResult.insert(QStringLiteral("sOutFile"), out);
 }

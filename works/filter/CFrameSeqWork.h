@@ -40,12 +40,20 @@ protected:
     // mode, "picfilter_failed").
     static Guards VideoGuards();
 
-    // The configured filter for the frames, or null when the work has its own step.
+    // The configured filter for the frames, or null when its options or model are bad
+    // (or the work has its own step).
     virtual std::unique_ptr<CFilter> CreateFilter() { return nullptr; }
+    // Makes the frame step ready; false when it cannot run at all, which fails the run
+    // before any frame is decoded.
+    virtual bool PrepareFilter();
     // Rewrites the frame file in place; a frame that fails keeps its decoded content.
     virtual void FilterFrame(const QString& file);
     // Writes the filtered picture in to out; false when nothing was written.
     virtual bool FilterPicture(const QString& in, const QString& out);
+    // cv::imwrite that never throws; the encoder follows path's suffix.
+    static bool WritePicture(const QString& path, const cv::Mat& picture);
+    // The prepared filter run on the colour of in, written to out with in's alpha.
+    bool FilterFile(const QString& in, const QString& out);
 
     void DoWork() override;
     // A bad input fails as the first stage would (or silently, as the stages do).

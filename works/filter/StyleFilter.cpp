@@ -1,6 +1,7 @@
 #include "works/filter/StyleFilter.h"
 
 #include "base/CLogWriter.h"
+#include "work/CProcessWork.h"
 
 #include <QSize>
 
@@ -75,37 +76,19 @@ int StyleFilter::DoFilter(cv::Mat src, cv::Mat& dst)
     }
 
     const cv::Scalar mean = bMedian ? cv::Scalar(103.939, 116.779, 123.68) : cv::Scalar();
-    cv::Mat out;
-    try {
-        const cv::Mat blob = cv::dnn::blobFromImage(picture, 1.0, picture.size(), mean, false, false, CV_32F);
-        m_net.setInput(blob, "", 1.0);
-        out = m_net.forward();
-    } catch (const cv::Exception& e) {
-        ZRLOG(LOG_WARN, "StyleFilter::DoFilter", "forward failed %s", e.what());
+    cv::Mat result = ForwardTiled(picture, mean);
+    if (result.empty())
         return -1;
-    }
-    if (out.dims != 4 || out.size[1] < 3) {
-        ZRLOG(LOG_WARN, "StyleFilter::DoFilter", "unexpected output of %d dimensions", out.dims);
-        return -1;
-    }
-    const int h = out.size[2], w = out.size[3];
-    std::vector<cv::Mat> planes;
-    bool below = false;
-    for (int c = 0; c < 3; ++c) {
-        cv::Mat plane(h, w, CV_32F, out.ptr<float>(0, c));
-        double lo = 0;
-        cv::minMaxLoc(plane, &lo);
-        below = below || lo < 1.0;
-        planes.push_back(plane);
-    }
-    cv::Mat result;
-    cv::merge(planes, result);
+    double lo = 0;
+    cv::minMaxLoc(result.reshape(1), &lo);
+    const bool below = lo < 1.0;
+    // In place: a tiled picture's result is large.
     if (!bMedian) {
         if (bGan)
-            result = result * 0.5 + cv::Scalar::all(0.5);
+            result.convertTo(result, -1, 0.5, 0.5);
         // Taken for a 0..1 output as soon as one value is below 1.0.
         if (below)
-            result = result * 255;
+            result *= 255;
     } else {
         result += mean;
         result *= 0.00392156862745098;
@@ -120,6 +103,60 @@ int StyleFilter::DoFilter(cv::Mat src, cv::Mat& dst)
         cv::cvtColor(result, result, cv::COLOR_BGR2RGB);
     result.convertTo(dst, CV_8U);
     return 0;
+}
+
+cv::Mat StyleFilter::Forward(const cv::Mat& picture, const cv::Scalar& mean)
+{
+    cv::Mat out;
+    try {
+        const cv::Mat blob = cv::dnn::blobFromImage(picture, 1.0, picture.size(), mean, false, false, CV_32F);
+        m_net.setInput(blob, "", 1.0);
+        out = m_net.forward();
+    } catch (const cv::Exception& e) {
+        ZRLOG(LOG_WARN, "StyleFilter::DoFilter", "forward failed %s", e.what());
+        return cv::Mat();
+    }
+    if (out.dims != 4 || out.size[1] < 3) {
+        ZRLOG(LOG_WARN, "StyleFilter::DoFilter", "unexpected output of %d dimensions", out.dims);
+        return cv::Mat();
+    }
+    const int h = out.size[2], w = out.size[3];
+    std::vector<cv::Mat> planes;
+    for (int c = 0; c < 3; ++c)
+        planes.emplace_back(h, w, CV_32F, out.ptr<float>(0, c));
+    cv::Mat result;
+    cv::merge(planes, result);
+    return result;
+}
+
+cv::Mat StyleFilter::ForwardTiled(const cv::Mat& picture, const cv::Scalar& mean)
+{
+    // A whole 48-megapixel picture needs gigabytes of layer outputs; large pictures go
+    // through the network in overlapping tiles, whose margins hide the seams from
+    // kernels up to twice the margin wide.
+    constexpr int kTileArea = 2048 * 2048, kSide = 1024, kMargin = 32;
+    if (static_cast<double>(picture.cols) * picture.rows <= kTileArea)
+        return Forward(picture, mean);
+    const cv::Rect whole(0, 0, picture.cols, picture.rows);
+    cv::Mat result(picture.size(), CV_32FC3);
+    for (int y = 0; y < picture.rows; y += kSide) {
+        for (int x = 0; x < picture.cols; x += kSide) {
+            const cv::Rect core(x, y, std::min(kSide, picture.cols - x), std::min(kSide, picture.rows - y));
+            const cv::Rect outer = cv::Rect(x - kMargin, y - kMargin, core.width + 2 * kMargin,
+                                            core.height + 2 * kMargin) & whole;
+            // A stopped work does not wait for the rest of a large picture.
+            if (CProcessWork::StopRequested())
+                return cv::Mat();
+            cv::Mat out = Forward(picture(outer), mean);
+            if (out.empty())
+                return cv::Mat();
+            // A network whose output is not its input's size is brought back to it.
+            if (out.size() != outer.size())
+                cv::resize(out, out, outer.size(), 0, 0, cv::INTER_LINEAR);
+            out(cv::Rect(core.x - outer.x, core.y - outer.y, core.width, core.height)).copyTo(result(core));
+        }
+    }
+    return result;
 }
 
 int StyleFilter::DoFilter(const char* path, cv::Mat& dst)

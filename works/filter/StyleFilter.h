@@ -34,6 +34,11 @@ public:
     QVariantMap Options() const { return m_mapOptions; }
 
 private:
+    // The network's raw output for picture as a three-channel float picture; empty on failure.
+    cv::Mat Forward(const cv::Mat& picture, const cv::Scalar& mean);
+    // The same, in tiles for large pictures.
+    cv::Mat ForwardTiled(const cv::Mat& picture, const cv::Scalar& mean);
+
     cv::dnn::Net m_net;
     QVariantMap m_mapOptions;
 };

@@ -144,6 +144,9 @@ private Q_SLOTS:
         const QVariantMap none, fix{{"fixInSize", QSize(16, 16)}};
         QTest::newRow("identity") << "identity.onnx" << none << src << src << "";
         QTest::newRow("invert") << "invert.onnx" << none << src << cv::Mat(cv::Scalar::all(255) - src) << "";
+        // Above 4 megapixels the network runs in overlapping tiles, put together seamlessly.
+        const cv::Mat large = Picture(2100, 2050, 1, 254);
+        QTest::newRow("large picture in tiles") << "invert.onnx" << none << large << cv::Mat(cv::Scalar::all(255) - large) << "";
         QTest::newRow("BGR2RGB swaps back, capital ending") << "../ID.ONNX" << QVariantMap{{"BGR2RGB", true}} << src << src << "";
         // One value below 1.0 makes the whole output count as 0..1.
         QTest::newRow("a zero scales by 255") << "identity.onnx" << none << zero << cv::Mat(zero * 255) << "";

@@ -8,11 +8,11 @@
 
 #include <QtTest>
 
-// A white picture with one Chinese and one English line in Noto Sans CJK.
-static bool RenderLines(const QString& path)
+// A white (or other) picture with one Chinese and one English line in Noto Sans CJK.
+static bool RenderLines(const QString& path, const QString& background = "color=white:s=640x200")
 {
     const QString font = "fontfile=/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc:fontsize=40:fontcolor=black:x=40";
-    return QProcess::execute("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", "color=white:s=640x200", "-frames:v", "1", "-vf",
+    return QProcess::execute("ffmpeg", {"-v", "error", "-y", "-f", "lavfi", "-i", background, "-frames:v", "1", "-vf",
                                         "drawtext=" + font + ":y=40:text=今天天气很好,drawtext=" + font + ":y=120:text=Hello World 2024",
                                         path}) == 0;
 }
@@ -47,6 +47,23 @@ private Q_SLOTS:
         QCOMPARE(Run(picture, dir + "/out"), (QVariantMap{{"resMsg", ""}, {"sOutFile", txt}}));
         QCOMPARE(TestFiles::Read(txt), QString("今天天气很好\nHello World 2024\n"));
         QCOMPARE(QDir(dir + "/out").entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{QFileInfo(txt).fileName()});
+    }
+
+    // Black text on transparency is laid on white before it becomes a JPEG; TIFF scans are read.
+    void otherPictures_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("background");
+        QTest::newRow("transparent") << "clear.png" << "color=black@0.0:s=640x200,format=rgba";
+        QTest::newRow("tiff") << "scan.tif" << "color=white:s=640x200";
+    }
+    void otherPictures()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, background);
+        const QString dir = m_tmp.filePath("other");
+        QVERIFY(QDir().mkpath(dir) && RenderLines(dir + "/" + name, background));
+        QCOMPARE(TestFiles::Read(Run(dir + "/" + name, dir).value("sOutFile").toString()), QString("今天天气很好\nHello World 2024\n"));
     }
 
     // The exact command line, run in the tool folder. Only what follows the first line holding the
