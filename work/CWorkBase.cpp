@@ -162,10 +162,12 @@ QByteArray CWorkBase::FuncName(const char* function) const
 
 bool CWorkBase::CheckGuards()
 {
-    m_sInputFile = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sFile")).toString());
+    const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
+    const bool device = m_guards.bDeviceInput && PubUtils::IsCaptureDeviceName(sFile);
+    m_sInputFile = device ? sFile : PubUtils::AbsolutePath(sFile);
     m_sSaveDir = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sSaveDir")).toString());
-    const bool badInput = m_guards.bCheckInput ? !PubUtils::IsUsableInput(m_sInputFile)
-                                               : PubUtils::IsStreamFile(m_sInputFile);
+    const bool badInput = !device && (m_guards.bCheckInput ? !PubUtils::IsUsableInput(m_sInputFile)
+                                                           : PubUtils::IsStreamFile(m_sInputFile));
     if (badInput) {
         if (const char* word = InputWord())
             Fail(word);
