@@ -26,6 +26,35 @@ double Gain(double grey, double channel)
                        : CColourMeasure::kMaxGain;
 }
 
+cv::Size Scaled(cv::Size size, double scale)
+{
+    return cv::Size(std::max(1, qRound(size.width * scale)), std::max(1, qRound(size.height * scale)));
+}
+
+// The picture area-averaged down to at most side pixels on its longer side.
+cv::Mat Shrunk(const cv::Mat& bgr, int side)
+{
+    const double scale = static_cast<double>(side) / std::max(bgr.cols, bgr.rows);
+    if (scale >= 1.0)
+        return bgr;
+    cv::Mat out;
+    cv::resize(bgr, out, Scaled(bgr.size(), scale), 0, 0, cv::INTER_AREA);
+    return out;
+}
+
+// CIE Lab as floats (L 0..100, a and b about -128..127), through OpenCV's 8-bit table
+// conversion: many times faster than the float one, and a mean of many pixels loses
+// nothing to the rounding.
+cv::Mat ToLab(const cv::Mat& bgr)
+{
+    cv::Mat lab8, lab;
+    cv::cvtColor(bgr, lab8, cv::COLOR_BGR2Lab);
+    lab8.convertTo(lab, CV_32F);
+    cv::multiply(lab, cv::Scalar(100.0 / 255, 1, 1), lab);
+    cv::subtract(lab, cv::Scalar(0, 128, 128), lab);
+    return lab;
+}
+
 } // namespace
 
 QString CColourMeasure::Colour::Hex() const
@@ -42,9 +71,15 @@ CColourMeasure::Frame CColourMeasure::Measure(const cv::Mat& bgr, int colours)
     if (bgr.empty() || bgr.type() != CV_8UC3)
         return out;
 
-    // Clipping is a per-pixel matter: counted on the whole frame, never on the thumbnail.
-    cv::Mat grey, hist;
-    cv::cvtColor(bgr, grey, cv::COLOR_BGR2GRAY);
+    // Every measure reads a nearest-pixel sample: real pixels (clipping stays a per-pixel
+    // matter), a fraction of the cost on large frames.
+    cv::Mat sample, grey, hist;
+    const double sampleScale = std::min(1.0, static_cast<double>(kSampleSide) / std::max(bgr.cols, bgr.rows));
+    if (sampleScale < 1.0)
+        cv::resize(bgr, sample, Scaled(bgr.size(), sampleScale), 0, 0, cv::INTER_NEAREST);
+    else
+        sample = bgr;
+    cv::cvtColor(sample, grey, cv::COLOR_BGR2GRAY);
     const int channels[] = {0};
     const int bins[] = {256};
     const float range[] = {0, 256};
@@ -65,25 +100,19 @@ CColourMeasure::Frame CColourMeasure::Measure(const cv::Mat& bgr, int colours)
     out.highlights = bright / pixels;
 
     // Means are area averages: a thumbnail gives them at a fraction of the cost.
-    const double scale = std::min(1.0, static_cast<double>(kThumbSide) / std::max(bgr.cols, bgr.rows));
-    cv::Mat thumb, thumbF, lab;
-    if (scale < 1.0)
-        cv::resize(bgr, thumb, cv::Size(std::max(1, qRound(bgr.cols * scale)), std::max(1, qRound(bgr.rows * scale))), 0, 0,
-                   cv::INTER_AREA);
-    else
-        thumb = bgr;
+    const cv::Mat thumb = Shrunk(sample, kThumbSide);
     const cv::Scalar means = cv::mean(thumb);
     const double mean = (means[0] + means[1] + means[2]) / 3;
     out.gainB = Gain(mean, means[0]);
     out.gainG = Gain(mean, means[1]);
     out.gainR = Gain(mean, means[2]);
-    thumb.convertTo(thumbF, CV_32F, 1.0 / 255);
-    cv::cvtColor(thumbF, lab, cv::COLOR_BGR2Lab);
+    const cv::Mat lab = ToLab(thumb);
     const cv::Scalar labMeans = cv::mean(lab);
     out.a = labMeans[1];
     out.b = labMeans[2];
 
-    const cv::Mat points = lab.reshape(1, static_cast<int>(lab.total()));
+    const cv::Mat clusterPixels = Shrunk(thumb, kClusterSide);
+    const cv::Mat points = ToLab(clusterPixels).reshape(1, static_cast<int>(clusterPixels.total()));
     const int k = std::clamp(colours, 1, std::min(kMaxColours, points.rows));
     cv::Mat labels, centres;
     // k-means seeds from the thread's generator: a fixed seed makes a frame's colours
@@ -98,8 +127,8 @@ CColourMeasure::Frame CColourMeasure::Measure(const cv::Mat& bgr, int colours)
     // Each colour is its cluster's mean BGR (exact for a flat area, unlike a Lab round trip).
     std::vector<cv::Vec3d> bgrSum(k), labSum(k);
     std::vector<int> count(k, 0);
-    const cv::Mat thumbPixels = thumb.isContinuous() ? thumb : thumb.clone();
-    const cv::Vec3b* px = thumbPixels.ptr<cv::Vec3b>();
+    const cv::Mat flat = clusterPixels.isContinuous() ? clusterPixels : clusterPixels.clone();
+    const cv::Vec3b* px = flat.ptr<cv::Vec3b>();
     for (int i = 0; i < points.rows; ++i) {
         const int label = labels.at<int>(i);
         bgrSum[label] += cv::Vec3d(px[i][0], px[i][1], px[i][2]);

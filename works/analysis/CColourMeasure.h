@@ -11,23 +11,27 @@
 /**
  * @brief Colour measures of 8-bit BGR frames.
  *
- * Per frame:
- * - brightness: the mean grey value (0..255, Rec. 601 weights) of the whole frame;
- * - shadows, highlights: the share (0..1) of pixels whose grey value is at most
+ * Every measure reads a nearest-pixel sample of the frame, at most kSampleSide pixels on
+ * its longer side (smaller frames whole). Per frame:
+ * - brightness: the sample's mean grey value (0..255, Rec. 601 weights);
+ * - shadows, highlights: the share (0..1) of sample pixels whose grey value is at most
  *   kShadowGrey or at least kHighlightGrey (clipped to black or white);
- * - cast: the mean a* and b* (CIE Lab, D65) of a thumbnail whose longer side is kThumbSide
- *   (area-averaged); positive a* is magenta, negative green, positive b* yellow, negative blue;
- * - grey-world gains: per channel, the mean of the three channel means over the
- *   channel's own mean (clamped to kMinGain..kMaxGain); multiplying the channels by them
- *   makes the three means equal, the picture's average a neutral grey;
- * - dominant colours: k-means (in Lab) over the thumbnail's pixels, each colour the mean
- *   BGR of its cluster with its share of the pixels, largest first; clusters closer than
- *   kMergeDistance (Lab units) are one colour.
+ * - cast: the mean a* and b* (CIE Lab, D65, through OpenCV's 8-bit conversion) of a
+ *   thumbnail at most kThumbSide on its longer side (area-averaged); positive a* is
+ *   magenta, negative green, positive b* yellow, negative blue;
+ * - grey-world gains: per channel, the mean of the thumbnail's three channel means over
+ *   the channel's own mean (clamped to kMinGain..kMaxGain); multiplying the channels by
+ *   them makes the three means equal, the picture's average a neutral grey;
+ * - dominant colours: k-means (in Lab) over the pixels of the thumbnail shrunk to at most
+ *   kClusterSide, each colour the mean BGR of its cluster with its share of the pixels,
+ *   largest first; clusters closer than kMergeDistance (Lab units) are one colour.
  */
 class CColourMeasure
 {
 public:
+    static constexpr int kSampleSide = 320;
     static constexpr int kThumbSide = 64;
+    static constexpr int kClusterSide = 32;
     static constexpr int kShadowGrey = 4;
     static constexpr int kHighlightGrey = 251;
     static constexpr double kMinGain = 0.25;
