@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QScopeGuard>
 #include <QVector>
@@ -489,6 +490,17 @@ bool PubUtils::IsStreamFile(const QString& path)
 {
     const QFileInfo info(path);
     return !path.isEmpty() && info.exists() && !info.isFile() && !info.isDir();
+}
+
+bool PubUtils::IsCaptureDeviceName(const QString& name)
+{
+    static const QRegularExpression index(QStringLiteral("^[0-9]{1,2}$"));
+#if defined(Q_OS_LINUX)
+    static const QRegularExpression node(QStringLiteral("^/dev/video[0-9]+$"));
+    if (node.match(name).hasMatch())
+        return true;
+#endif
+    return index.match(name).hasMatch();
 }
 
 QStringList PubUtils::ListFiles(const QString& dir)

@@ -119,6 +119,9 @@ public:
     /// Whether @p path names a FIFO, device or socket: something that exists and is
     /// neither a regular file nor a folder.
     static bool IsStreamFile(const QString& path);
+    /// Whether @p name names a capture device rather than a file: a device index
+    /// ("0" to "99"), or on Linux a V4L2 node "/dev/videoN". "./0" names a file.
+    static bool IsCaptureDeviceName(const QString& name);
     /// Files (not folders) of @p dir, sorted by name; empty when @p dir is missing.
     static QStringList ListFiles(const QString& dir);
     /**

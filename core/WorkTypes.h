@@ -15,6 +15,7 @@
 #include <cstring>
 
 #define ZRW_WORK_TYPES(X)                                                                                          \
+    X(1, CDetColorWork, Analysis, "colour", "measures the colour of a video, picture or camera; writes it white-balanced") \
     X(2, CDetMoveWork, Analysis, "motion", "finds where a video moves; keeps the per-frame measure in the file's model database") \
     X(4, CSplitMoveWork, Analysis, "split", "cuts each moving stretch of a video into a file of its own")             \
     X(5, CDetVoiceWork, Analysis, "voice", "cuts a recording into its voiced stretches, lists them in a CSV")        \

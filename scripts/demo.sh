@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs and builds, then tours every available work through the command-line host
 # on samples made here: voice detection, speech to text, the picture and video filters,
-# motion, the document converters and picture text. Everything lands in demo-out/.
+# motion, colour, the document converters and picture text. Everything lands in demo-out/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/build.sh" "$root/build"
@@ -61,6 +61,20 @@ echo "plot of the change measure: $out/motion.png"
 "$root/build/bin/zrwork" split "$out/moving square.mp4" --save-dir "$out" --store "$out/store" --step 1 --merge >/dev/null
 echo "moving stretches cut to $out/moving square/:"
 ls "$out/moving square"
+
+# Colour: a photograph from Debian's OpenCV examples given a blue cast, measured and
+# white-balanced by the colour work; compare.png shows original, tinted and fixed side by side.
+col=$out/colour
+mkdir -p "$col"
+fruits=$(dpkg -L opencv-doc | grep '/data/fruits\.jpg$' | head -n1)
+ffmpeg -v error -y -i "$fruits" -vf "colorchannelmixer=rr=0.55:gg=0.8:bb=0.9:br=0.1:bg=0.3" "$col/tinted fruits.jpg"
+echo
+echo "colour of the tinted picture, then of the fixed one:"
+"$root/build/bin/zrwork" colour "$col/tinted fruits.jpg" --save-dir "$col/fixed" --fix 2>&1 >/dev/null | grep '^cast'
+"$root/build/bin/zrwork" colour "$col/fixed/tinted fruits.jpg" 2>&1 >/dev/null | grep '^cast'
+ffmpeg -v error -y -i "$fruits" -i "$col/tinted fruits.jpg" -i "$col/fixed/tinted fruits.jpg" \
+  -filter_complex "[0][1][2]hstack=inputs=3,scale=iw/2:-1" "$col/compare.png"
+echo "original | tinted | white-balanced: $col/compare.png; per-second table: $col/fixed/tinted fruits-colour.csv"
 
 # Picture text: a picture with one Chinese and one English line (Noto Sans CJK), read by
 # the shipped recogniser through the picture text work.

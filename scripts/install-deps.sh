@@ -9,7 +9,9 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 pkgs=(
   build-essential cmake ninja-build pkg-config clang
   qtbase5-dev libqt5sql5-sqlite
-  libopencv-dev libcurl4-openssl-dev
+  libopencv-dev libopencv-contrib-dev libcurl4-openssl-dev
+  # the demo's colour photograph
+  opencv-doc
   ffmpeg espeak-ng sox bc
   # speech to text: the recogniser's engine and model, sample recordings, the script converter
   libpocketsphinx-dev pocketsphinx-en-us pocketsphinx-testdata opencc

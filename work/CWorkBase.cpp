@@ -166,10 +166,12 @@ bool CWorkBase::CheckGuards()
 {
     // An http(s) "sFile" is fetched into the download cache first; the checks below see the copy.
     const bool fetched = CUrlInput::Prepare(m_mapParams, m_mapResult, m_bWorking, FuncName("DoWork"));
-    m_sInputFile = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sFile")).toString());
+    const QString sFile = m_mapParams.value(QStringLiteral("sFile")).toString();
+    const bool device = m_guards.bDeviceInput && PubUtils::IsCaptureDeviceName(sFile);
+    m_sInputFile = device ? sFile : PubUtils::AbsolutePath(sFile);
     m_sSaveDir = PubUtils::AbsolutePath(m_mapParams.value(QStringLiteral("sSaveDir")).toString());
     const bool badInput = !fetched
-        || (m_guards.bCheckInput ? !PubUtils::IsUsableInput(m_sInputFile) : PubUtils::IsStreamFile(m_sInputFile));
+        || (!device && (m_guards.bCheckInput ? !PubUtils::IsUsableInput(m_sInputFile) : PubUtils::IsStreamFile(m_sInputFile)));
     if (badInput) {
         if (const char* word = InputWord())
             Fail(word);

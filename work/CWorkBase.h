@@ -18,6 +18,9 @@ struct WorkGuards
     const char* sInputWord = "read_input_failed";
     // false: only streams are refused up front (the work's own tools judge the rest).
     bool bCheckInput = true;
+    // "sFile" may also name a capture device (PubUtils::IsCaptureDeviceName), which the
+    // work receives as given, unchecked.
+    bool bDeviceInput = false;
     // "sSaveDir" must be given ("save_dir_failed" otherwise): an empty one would put
     // results at the root of the file system.
     bool bNeedSaveDir = true;

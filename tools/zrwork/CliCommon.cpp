@@ -36,6 +36,8 @@ const char kUsage[] =
     "  zrwork split FILE --save-dir DIR [--store DIR] [--level N] [--step K] [--min-sec X] [--gap-sec X] [--merge] [--verbose]\n"
     "--step K picks every 1, 3, 6, 10, 20, 40 or 100th frame for K = 0..6; --level N (0..64) is\n"
     "the change measure at which a sampled frame moves.\n"
+    "  zrwork colour FILE|DEVICE [--save-dir DIR] [--fix] [--step K] [--colours N] [--seconds X] [--verbose]\n"
+    "DEVICE is a capture device index (0..99) or /dev/videoN; --fix writes the input white-balanced into --save-dir.\n"
     "  zrwork ocr FILE --save-dir DIR [--verbose]   (prints the finished map, then the text)\n"
     "  zrwork pdf FILE.docx --save-dir DIR [--verbose]\n"
     "  zrwork docx FILE.pdf --save-dir DIR [--verbose]\n"

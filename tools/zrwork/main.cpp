@@ -5,6 +5,7 @@
 #include "CliCommon.h"
 #include "CSegmentJoiner.h"
 #include "CmdAudio.h"
+#include "CmdColour.h"
 #include "CmdFetch.h"
 #include "CmdFilter.h"
 #include "CmdMotion.h"
@@ -198,6 +199,8 @@ int main(int argc, char** argv)
         return CmdMotion(args);
     if (command == QLatin1String("split"))
         return CmdSplit(args);
+    if (command == QLatin1String("colour"))
+        return CmdColour(args);
     if (command == QLatin1String("ocr"))
         return CmdOcr(args);
     if (command == QLatin1String("pdf"))

@@ -4,7 +4,8 @@
 #include "work/CWorkBase.h"
 
 /**
- * Base of CDetColorWork (type 1) and CDetFaceWork (type 3).
+ * Base of CDetFaceWork (type 3); CDetColorWork (type 1), a frame pipeline work, shares
+ * only Normalise, which its SetParams calls.
  *
  * Parameters both read (normalised by SetParams; the work runs with, and reports under
  * "user_data", the normalised map; keys it does not know travel on untouched):
