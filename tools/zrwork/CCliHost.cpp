@@ -105,19 +105,9 @@ QStringList CCliHost::Problems()
 
 int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished)
 {
-    CDetWork* work = m_pLib ? m_pLib->CreateWork(type) : nullptr;
-    if (!work) {
-        if (m_pLib)
-            m_pLib->ReleaseWork(nullptr); // drops the null entry the factory keeps
+    CDetWork* work = Start(type, params);
+    if (!work)
         return 2;
-    }
-    g_finished = false;
-    g_interrupted = false;
-    g_lastPercent = -1;
-    auto previous = std::signal(SIGINT, &OnSigInt);
-
-    work->SetParams(params);
-    work->StartWork();
     bool stopped = false;
     // The finished map is sent from inside the thread body, so it has arrived once the thread is done.
     while (!work->IsFinished()) {
@@ -129,10 +119,37 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
         QThread::msleep(20);
     }
+    return Finish(work, finished);
+}
+
+CDetWork* CCliHost::Start(int type, const QVariantMap& params)
+{
+    CDetWork* work = m_pLib ? m_pLib->CreateWork(type) : nullptr;
+    if (!work) {
+        if (m_pLib)
+            m_pLib->ReleaseWork(nullptr); // drops the null entry the factory keeps
+        return nullptr;
+    }
+    g_finished = false;
+    g_interrupted = false;
+    g_lastPercent = -1;
+    m_previousSigInt = std::signal(SIGINT, &OnSigInt);
+    work->SetParams(params);
+    work->StartWork();
+    return work;
+}
+
+bool CCliHost::Interrupted()
+{
+    return g_interrupted;
+}
+
+int CCliHost::Finish(CDetWork* work, QVariantMap* finished)
+{
     work->StopWork();
     work->JoinWork(60000);
     m_pLib->ReleaseWork(work);
-    std::signal(SIGINT, previous);
+    std::signal(SIGINT, m_previousSigInt);
     if (g_lastPercent >= 0 && StderrIsTerminal())
         std::fprintf(stderr, "\n");
 
