@@ -22,8 +22,9 @@ namespace {
 
 constexpr double kMaxSpeed = 64;
 constexpr qint64 kReportEveryMs = 250;
-// How long a paused player sleeps between looks at the working flag; any request
-// wakes it sooner.
+// The longest the player sleeps (paused, or holding a frame until its time) between
+// looks at the working flag: a release stops it without waking it. Requests and
+// StopWork wake it sooner.
 constexpr qint64 kIdleMs = 100;
 
 CWorkBase::Guards PlayGuards()
@@ -168,7 +169,7 @@ bool CDetPlayWork::QueryWork(const QVariantMap& args, std::function<bool(const Q
         answer.insert(QStringLiteral("nFrame"), frame.nFrame);
         answer.insert(QStringLiteral("bPaused"), m_control.IsPaused());
         answer.insert(QStringLiteral("bSeeking"), frame.nSeekGen != m_control.SeekGen());
-        answer.insert(QStringLiteral("nAgeUs"), (CPlayFrameSlot::NowNs() - frame.nDecodedNs) / 1000);
+        answer.insert(QStringLiteral("nAgeUs"), (CPlayFrameSlot::NowNs() - frame.nShownNs) / 1000);
     } else if (type == QLatin1String("seek")) {
         bool ok = false;
         const qint64 ms = args.value(QStringLiteral("nTime")).toLongLong(&ok);
@@ -255,7 +256,6 @@ void CDetPlayWork::Filter(PlayFrame* frame, const std::shared_ptr<CFilter>& filt
                   frame->nFrame);
         }
     }
-    frame->nDecodedNs = CPlayFrameSlot::NowNs();
 }
 
 void CDetPlayWork::Show(const PlayFrame& frame, bool forceProgress)
@@ -364,7 +364,7 @@ void CDetPlayWork::DoWork()
             // The last frame stays its whole time on screen; a seek meanwhile plays on.
             const qint64 wait = clock.WaitMs(shown.nTime + std::llround(line.FrameMs()), NowMs());
             if (wait > 0) {
-                m_control.Wait(wait);
+                m_control.Wait(qMin(wait, kIdleMs));
                 continue;
             }
             ending = "end";
@@ -374,7 +374,7 @@ void CDetPlayWork::DoWork()
         // The first frame anchors the clock and is shown at once.
         const qint64 wait = clock.WaitMs(pending.nTime, NowMs());
         if (wait > 0) {
-            m_control.Wait(wait);
+            m_control.Wait(qMin(wait, kIdleMs));
             continue;
         }
         shown = pending;

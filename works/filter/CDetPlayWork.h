@@ -37,7 +37,7 @@ namespace cv { class VideoCapture; }
  * @par Questions (QueryWork), by the request's "type"
  * | request | reply |
  * |---|---|
- * | {"type": "curFrame"} | "desImage" (QImage, RGB888), "nTime" (ms), "nFrame" (from 0), "bPaused", "bSeeking" (a seek is asked and its frame not yet shown), "nAgeUs" (microseconds since the frame was decoded); false before the first frame |
+ * | {"type": "curFrame"} | "desImage" (QImage, RGB888), "nTime" (ms), "nFrame" (from 0), "bPaused", "bSeeking" (a seek is asked and its frame not yet shown), "nAgeUs" (microseconds since the player put it on screen: decoded and filtered, and at a pace, held until its time); false before the first frame |
  * | {"type": "seek", "nTime": ms} | "nTime" and "nFrame" of the frame the player will show (clamped to the media); false for a device or without "nTime" |
  * | {"type": "pause"}, {"type": "resume"} | "bPaused" |
  * | {"type": "info"} | "nDuration" (ms, 0 for a device), "nWidth", "nHeight", "dFps", "nFrames" (0 for a device), "bDevice"; false until the input is open |

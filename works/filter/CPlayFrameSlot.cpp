@@ -15,6 +15,7 @@ void CPlayFrameSlot::Publish(const PlayFrame& frame)
 {
     QMutexLocker locker(&m_lock);
     m_frame = frame;
+    m_frame.nShownNs = NowNs();
 }
 
 bool CPlayFrameSlot::Latest(PlayFrame* frame) const

@@ -14,7 +14,7 @@ struct PlayFrame
     cv::Mat source;           // as decoded, for filtering again while paused
     qint64 nTime = -1;        // milliseconds
     qint64 nFrame = -1;
-    qint64 nDecodedNs = 0;    // steady clock when decoding and filtering were done
+    qint64 nShownNs = 0;      // steady clock when it was handed over (set by Publish)
     quint64 nSeekGen = 0;     // the last seek this frame answers
 };
 
@@ -23,6 +23,7 @@ class CPlayFrameSlot
 public:
     // A new run: no frame, no facts.
     void Clear();
+    // Takes the frame as the one on screen now.
     void Publish(const PlayFrame& frame);
     // false before the first frame.
     bool Latest(PlayFrame* frame) const;
