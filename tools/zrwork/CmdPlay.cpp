@@ -31,6 +31,14 @@ QVariantMap Ask(CDetWork* work, const QVariantMap& args)
     return answer;
 }
 
+// Waits until the player has opened its input; false when the run ended instead.
+bool WaitOpen(CDetWork* work)
+{
+    while (!work->IsFinished() && Ask(work, {{QStringLiteral("type"), QStringLiteral("info")}}).isEmpty())
+        QThread::msleep(5);
+    return !work->IsFinished();
+}
+
 bool HasDisplay()
 {
 #if defined(Q_OS_LINUX)
@@ -137,10 +145,8 @@ int RunFrames(QVariantMap params, bool verbose, const QString& dir, const QList<
     if (!work)
         return 2;
     // A seek asked before the input is open would be clamped to nothing.
-    while (!work->IsFinished() && Ask(work, {{QStringLiteral("type"), QStringLiteral("info")}}).isEmpty())
-        QThread::msleep(5);
     QStringList lines;
-    const bool wrote = !work->IsFinished() && WriteFrames(work, QFileInfo(dir).absoluteFilePath(), times, &lines);
+    const bool wrote = WaitOpen(work) && WriteFrames(work, QFileInfo(dir).absoluteFilePath(), times, &lines);
     QVariantMap finished;
     const int status = host.Finish(work, &finished);
     // As the other commands: the finished map first, then what was made.
@@ -158,7 +164,8 @@ int RunWindow(const QVariantMap& params, bool verbose)
         return 2;
     const QString name = params.contains(QStringLiteral("sDevice")) ? params.value(QStringLiteral("sDevice")).toString()
                                                                     : QFileInfo(params.value(QStringLiteral("sFile")).toString()).fileName();
-    {
+    // No window flashes up for an input that does not open.
+    if (WaitOpen(work)) {
         CPlayWindow window(work, QStringLiteral("zrwork play - %1").arg(name));
         window.show();
         QObject::connect(qApp, &QApplication::lastWindowClosed, qApp, &QApplication::quit);
