@@ -9,6 +9,7 @@
 #include "works/filter/CPlayTimeline.h"
 #include "works/filter/StyleFilter.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QRegularExpression>
 
@@ -205,7 +206,7 @@ const char* CDetPlayWork::Open(cv::VideoCapture& capture, bool* device)
     if (!*device) {
         // Files only, through FFmpeg: no camera or pipeline back end gets a file name.
         if (!PubUtils::IsUsableInput(InputFile())
-            || !capture.open(InputFile().toLocal8Bit().toStdString(), cv::CAP_FFMPEG))
+            || !capture.open(QFile::encodeName(InputFile()).toStdString(), cv::CAP_FFMPEG))
             return "read_input_failed";
         return nullptr;
     }
@@ -219,7 +220,7 @@ const char* CDetPlayWork::Open(cv::VideoCapture& capture, bool* device)
     const QString node = isIndex ? QStringLiteral("/dev/video") + name : name;
     const QFileInfo info(node);
     const bool opened = info.exists() && !info.isFile() && !info.isDir()
-                        && capture.open(node.toLocal8Bit().toStdString(), cv::CAP_V4L2);
+                        && capture.open(QFile::encodeName(node).toStdString(), cv::CAP_V4L2);
 #endif
     return opened ? nullptr : "open_device_failed";
 }

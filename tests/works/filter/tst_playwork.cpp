@@ -40,7 +40,7 @@ class TstPlayWork : public QObject
 {
     Q_OBJECT
     QTemporaryDir m_tmp;
-    const QString m_sClip = m_tmp.filePath("clip.mp4");
+    const QString m_sClip = m_tmp.filePath("-a 'clip' é.mp4"); // names are no trouble
     const QString m_sSepia = QCoreApplication::applicationDirPath() + "/../worktools/styles/sepia.onnx";
 
 private Q_SLOTS:
