@@ -221,6 +221,20 @@ private Q_SLOTS:
         work.JoinWork(10000);
     }
 
+    // A crawl (a frame every 2 s) made as fast as possible while playing: the same run
+    // shows every frame and ends.
+    void speedChangesLive()
+    {
+        CDetPlayWork work;
+        work.SetParams({{"sFile", m_sClip}, {"dSpeed", 0.02}});
+        work.StartWork();
+        QTRY_VERIFY(!Frame(work).isEmpty());
+        QVERIFY(work.SetParams({{"sFile", m_sClip}, {"dSpeed", 0}}));
+        QTRY_VERIFY_WITH_TIMEOUT(work.IsFinished(), 30000);
+        QCOMPARE(work.Result().value("nShown").toInt(), PlayClip::kFrames);
+        QCOMPARE(work.Result().value("sEnd").toString(), QString("end"));
+    }
+
     void badInput_data()
     {
         QTest::addColumn<QVariantMap>("params");
