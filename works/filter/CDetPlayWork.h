@@ -28,8 +28,8 @@ namespace cv { class VideoCapture; }
  * up (bad options, a network that does not load) gives no filter; it then returns false.
  * The filter is built on the caller's thread. While the player runs, the new speed and
  * filter are handed over at once and the picture goes on without a restart; the map
- * itself replaces the parameter map when the run has ended (a run's messages carry the
- * map it started with), and a new input takes effect at the next run.
+ * itself becomes the parameter map at the next StartWork (a run's messages carry the
+ * map it started with), so a new input plays from the next run on.
  *
  * SetValue also takes "dSpeed" (a number) and "bPause" (a bool), applied at once and not
  * stored; "user_..." and "test" are stored as by every work.
@@ -50,10 +50,12 @@ namespace cv { class VideoCapture; }
  * @par Progress and result
  * Progress "nPos" is the position in milliseconds and "nMax" the duration (0 for a
  * device), sent every 250 ms of media and after each seek. The run ends at the end of the
- * media or on StopWork; "res_data" then holds "nShown" (frames shown), "nTime" (the
- * last position) and "sEnd" ("end", "stop", or "lost" for a device that went away). Failure words: "read_input_failed" (file
- * missing, empty, a folder, a stream, or no video in it), "open_device_failed" (no such
- * device, or it does not open), "device_lost" (the device stopped giving frames).
+ * media (after the last frame's own time on screen) or on StopWork; "res_data" then
+ * holds "nShown" (frames shown), "nTime" (the last position) and "sEnd" ("end", "stop",
+ * or "lost" for a device that went away); a stop is no failure. Failure words:
+ * "read_input_failed" (file missing, empty, a folder, a stream, or no video in it),
+ * "open_device_failed" (no such device, or it does not open or give a first frame),
+ * "device_lost" (the device stopped giving frames).
  */
 class CDetPlayWork : public CWorkBase
 {
