@@ -180,9 +180,11 @@ bool CDetPlayWork::QueryWork(const QVariantMap& args, std::function<bool(const Q
         const CPlayTimeline line(facts.value(QStringLiteral("dFps")).toDouble(),
                                  facts.value(QStringLiteral("nFrames")).toLongLong());
         const qint64 frame = line.FrameAt(ms);
-        m_control.Seek(line.IsKnown() ? line.TimeOf(frame) : ms);
-        answer.insert(QStringLiteral("nTime"), line.IsKnown() ? line.TimeOf(frame) : qMax<qint64>(ms, 0));
-        answer.insert(QStringLiteral("nFrame"), frame);
+        // Before the input is open the time is taken as asked.
+        const qint64 target = line.Fps() > 0 ? line.TimeOf(frame) : qMax<qint64>(ms, 0);
+        m_control.Seek(target);
+        answer.insert(QStringLiteral("nTime"), target);
+        answer.insert(QStringLiteral("nFrame"), line.Fps() > 0 ? frame : -1);
     } else if (type == QLatin1String("pause") || type == QLatin1String("resume")) {
         m_control.SetPaused(type == QLatin1String("pause"));
         answer.insert(QStringLiteral("bPaused"), type == QLatin1String("pause"));
@@ -233,7 +235,7 @@ bool CDetPlayWork::Read(cv::VideoCapture& capture, const CPlayTimeline& line, Pl
     if (!capture.read(source) || source.empty())
         return false;
     frame->source = source;
-    if (!line.IsKnown()) {
+    if (line.Fps() <= 0) {
         // A device: frames count and time from the start of the run.
         frame->nFrame = frame->nFrame + 1;
         frame->nTime = (CPlayFrameSlot::NowNs() - startNs) / 1000000;
@@ -286,11 +288,11 @@ void CDetPlayWork::DoWork()
     const CPlayTimeline line(device ? 0 : capture.get(cv::CAP_PROP_FPS),
                              device ? 0 : static_cast<qint64>(capture.get(cv::CAP_PROP_FRAME_COUNT)));
     m_nDuration = line.DurationMs();
-    const qint64 startNs = CPlayFrameSlot::NowNs();
+    m_nStartNs = CPlayFrameSlot::NowNs();
 
     // The first frame proves the input is video; it is shown even when starting paused.
     PlayFrame pending;
-    if (!Read(capture, line, &pending, -1, startNs)) {
+    if (!Read(capture, line, &pending, -1, m_nStartNs)) {
         Fail(device ? "open_device_failed" : "read_input_failed");
         return;
     }
@@ -300,12 +302,24 @@ void CDetPlayWork::DoWork()
                      {QStringLiteral("dFps"), device ? capture.get(cv::CAP_PROP_FPS) : line.Fps()},
                      {QStringLiteral("nFrames"), line.Frames()},
                      {QStringLiteral("bDevice"), device}});
+    const char* ending = Play(capture, line, state, pending);
+    if (qstrcmp(ending, "end") == 0 && m_nDuration > 0)
+        NotifyProgress(static_cast<int>(m_nDuration), static_cast<int>(m_nDuration));
+    m_mapResult.insert(QStringLiteral("nShown"), m_nShown);
+    m_mapResult.insert(QStringLiteral("nTime"), m_nLastTime);
+    m_mapResult.insert(QStringLiteral("sEnd"), QString::fromLatin1(ending));
+}
+
+const char* CDetPlayWork::Play(cv::VideoCapture& capture, const CPlayTimeline& line, PlayState state, PlayFrame pending)
+{
+    const qint64 startNs = m_nStartNs;
     Filter(&pending, state.pFilter);
     bool hasPending = true;
     bool firstShown = false;
     bool atEnd = false;
     PlayFrame shown;
 
+    const bool device = line.Fps() <= 0;
     CPlayClock clock;
     clock.SetSpeed(device ? 0 : state.dSpeed); // a device gives frames at its own pace
     const char* ending = "stop";
@@ -383,9 +397,6 @@ void CDetPlayWork::DoWork()
         firstShown = true;
         Show(shown, false);
     }
-    if (qstrcmp(ending, "end") == 0 && m_nDuration > 0)
-        NotifyProgress(static_cast<int>(m_nDuration), static_cast<int>(m_nDuration));
-    m_mapResult.insert(QStringLiteral("nShown"), m_nShown);
-    m_mapResult.insert(QStringLiteral("nTime"), shown.nTime);
-    m_mapResult.insert(QStringLiteral("sEnd"), QString::fromLatin1(ending));
+    m_nLastTime = shown.nTime;
+    return ending;
 }

@@ -38,7 +38,7 @@ namespace cv { class VideoCapture; }
  * | request | reply |
  * |---|---|
  * | {"type": "curFrame"} | "desImage" (QImage, RGB888), "nTime" (ms), "nFrame" (from 0), "bPaused", "bSeeking" (a seek is asked and its frame not yet shown), "nAgeUs" (microseconds since the player put it on screen: decoded and filtered, and at a pace, held until its time); false before the first frame |
- * | {"type": "seek", "nTime": ms} | "nTime" and "nFrame" of the frame the player will show (clamped to the media); false for a device or without "nTime" |
+ * | {"type": "seek", "nTime": ms} | "nTime" and "nFrame" of the frame the player will show (clamped to the media; before the input is open the time as asked and "nFrame" -1); false for a device or without "nTime" |
  * | {"type": "pause"}, {"type": "resume"} | "bPaused" |
  * | {"type": "info"} | "nDuration" (ms, 0 for a device), "nWidth", "nHeight", "dFps", "nFrames" (0 for a device), "bDevice"; false until the input is open |
  *
@@ -81,12 +81,16 @@ private:
     // Opens the input; the failure word, or null.
     const char* Open(cv::VideoCapture& capture, bool* device);
     // Decodes the next frame (fresh buffers) into *frame, stamped on the file's time line
-    // (a device's, unknown, counts from startNs); false at the end or on failure.
+    // (a device's, without a rate, counts from startNs); false at the end or on failure.
     bool Read(cv::VideoCapture& capture, const CPlayTimeline& line, PlayFrame* frame, qint64 prevMs, qint64 startNs);
     // Fills frame->picture from frame->source through the filter (the source itself
     // when there is none or it fails).
     void Filter(PlayFrame* frame, const std::shared_ptr<CFilter>& filter);
     void Show(const PlayFrame& frame, bool forceProgress);
+    // Plays from the first frame (pending, filtered) until the end, a stop or a lost
+    // device: takes the host's requests, seeks, holds while paused, paces; returns "end",
+    // "stop" or "lost".
+    const char* Play(cv::VideoCapture& capture, const CPlayTimeline& line, PlayState state, PlayFrame pending);
 
     CPlayControl m_control;
     CPlayFrameSlot m_slot;
@@ -97,5 +101,7 @@ private:
     qint64 m_nDuration = 0;
     qint64 m_nLastReport = 0;
     qint64 m_nShown = 0;
+    qint64 m_nLastTime = -1;
+    qint64 m_nStartNs = 0;
     bool m_bFilterFailed = false;
 };

@@ -21,11 +21,11 @@ double CPlayTimeline::FrameMs() const
 
 qint64 CPlayTimeline::FrameAt(qint64 ms) const
 {
-    if (!IsKnown())
+    if (m_dFps <= 0)
         return 0;
     // A hair of slack so that TimeOf(n) maps back to n despite the rounding of TimeOf.
-    const auto frame = static_cast<qint64>(std::floor(double(ms) * m_dFps / 1000.0 + 1e-3));
-    return std::clamp<qint64>(frame, 0, m_nFrames - 1);
+    const auto frame = std::max<qint64>(static_cast<qint64>(std::floor(double(ms) * m_dFps / 1000.0 + 1e-3)), 0);
+    return m_nFrames > 0 ? std::min(frame, m_nFrames - 1) : frame;
 }
 
 qint64 CPlayTimeline::TimeOf(qint64 frame) const

@@ -7,7 +7,7 @@
 class CPlayTimeline
 {
 public:
-    // An unknown rate or count (a capture device) leaves the line unknown.
+    // A capture device has neither rate nor count; a few streams lack the count.
     CPlayTimeline(double fps = 0, qint64 frames = 0);
 
     bool IsKnown() const { return m_dFps > 0 && m_nFrames > 0; }
@@ -17,7 +17,8 @@ public:
     // One frame's length; 0 when the rate is unknown.
     double FrameMs() const;
 
-    // The frame on screen at ms (its interval holds ms), clamped to the media.
+    // The frame on screen at ms (its interval holds ms), clamped to the media (to its
+    // start only, when the count is unknown).
     qint64 FrameAt(qint64 ms) const;
     qint64 TimeOf(qint64 frame) const;
 

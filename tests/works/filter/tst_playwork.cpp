@@ -101,6 +101,7 @@ private Q_SLOTS:
         QCOMPARE(line.Stamp(0, 48, 1880), qint64(1920));    // a lost stamp
         QCOMPARE(line.Stamp(0, 49, -1), qint64(1960));      // lost, after a seek
         QVERIFY(!CPlayTimeline(0, 0).IsKnown());
+        QCOMPARE(CPlayTimeline(25, 0).FrameAt(99999), qint64(2499)); // no count: no end to clamp to
     }
 
     void normalise_data()
