@@ -16,6 +16,7 @@
 #include "works/filter/CDetAFltAudio2Text.h"
 #include "works/filter/CDetAFltRnSilenceWork.h"
 #include "works/filter/CDetAFltRnnoiseWork.h"
+#include "works/filter/CDetPlayWork.h"
 #include "works/filter/CDetVFltNeuStyleWork.h"
 #include "works/filter/CDetVFltResGainWork.h"
 #include "works/filter/CDetVFltWaifu2x.h"

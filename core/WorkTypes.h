@@ -15,6 +15,7 @@
 #include <cstring>
 
 #define ZRW_WORK_TYPES(X)                                                                                          \
+    X(0, CDetPlayWork, Player, "play", "plays a video file or a capture device, optionally filtered, for a live preview") \
     X(1, CDetColorWork, Analysis, "colour", "measures the colour of a video, picture or camera; writes it white-balanced") \
     X(2, CDetMoveWork, Analysis, "motion", "finds where a video moves; keeps the per-frame measure in the file's model database") \
     X(4, CSplitMoveWork, Analysis, "split", "cuts each moving stretch of a video into a file of its own")             \
@@ -29,8 +30,9 @@
     X(14, CDFileFltDocx2Pdf, Document, "pdf", "converts a .docx into a .pdf with LibreOffice")                       \
     X(15, CDPicFltPic2Text, Picture, "ocr", "reads the text lines of a picture, Chinese and English")
 
-/** The family a work belongs to, as its class name prefix tells. */
-enum class WorkFamily { Analysis, Audio, VideoFilter, Document, Picture };
+/** The family a work belongs to, as its class name prefix tells; the player, which
+ *  writes nothing and hands its frames to the host, is a family of its own. */
+enum class WorkFamily { Analysis, Audio, VideoFilter, Document, Picture, Player };
 
 /** One row of the table, without the factory. */
 struct WorkTypeInfo
@@ -76,6 +78,7 @@ inline const char* WorkFamilyName(WorkFamily family)
     case WorkFamily::VideoFilter: return "video filter";
     case WorkFamily::Document: return "document";
     case WorkFamily::Picture: return "picture";
+    case WorkFamily::Player: return "player";
     }
     return "";
 }

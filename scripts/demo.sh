@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs and builds, then tours every available work through the command-line host
 # on samples made here: voice detection, speech to text, the picture and video filters,
-# motion, colour, the document converters and picture text. Everything lands in demo-out/.
+# the preview player, motion, colour, the document converters and picture text. Everything lands in demo-out/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/build.sh" "$root/build"
@@ -47,6 +47,12 @@ done
 "$root/build/bin/zrwork" reencode "$filt/clip.mp4" --save-dir "$filt/reencode" >/dev/null 2>&1
 echo "filtered videos:"
 find "$filt" -mindepth 2 -name '*.mp4' | sort
+
+# Preview player: the frames at 0.5 s and 1.5 s of the clip as the player shows them
+# through the sepia network (with a display, `zrwork play FILE` opens its window).
+echo
+echo "preview frames of $filt/clip.mp4 (picture, time in ms, frame number):"
+"$root/build/bin/zrwork" play "$filt/clip.mp4" --filter sepia --frames "$out/preview" --at 0.5,1.5 2>/dev/null | tail -n 2
 
 # Motion: a still picture with a square that moves from 3 s to 5 s and from 8 s to 9 s.
 # The analysis is kept in demo-out/store; the plot shows the measure, level and events.

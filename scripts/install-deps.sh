@@ -25,6 +25,8 @@ pkgs=(
   npm openssl
   # the picture-text benchmark's reference engine
   tesseract-ocr tesseract-ocr-chi-sim tesseract-ocr-eng
+  # the preview window's test runs it on a virtual display
+  xvfb xauth
 )
 
 SUDO=""

@@ -1,5 +1,6 @@
 // zrwork as a user runs it: real process, real library, real ffmpeg.
 
+#include "PlayClip.h"
 #include "TestFiles.h"
 #include "core/WorkTypes.h"
 #include "store/CDBStore.h"
@@ -71,6 +72,11 @@ private Q_SLOTS:
         QTest::newRow("list of an unknown model") << QStringList{"list", "--store", ".", "--model", "Face"};
         QTest::newRow("ocr without save dir") << QStringList{"ocr", "x.png"};
         QTest::newRow("docx with two files") << QStringList{"docx", "a.pdf", "b.pdf", "--save-dir", "out"};
+        QTest::newRow("play without input") << QStringList{"play", "--speed", "2"};
+        QTest::newRow("play at a negative speed") << QStringList{"play", "x.mp4", "--speed", "-1"};
+        QTest::newRow("play frames without times") << QStringList{"play", "x.mp4", "--frames", "d"};
+        QTest::newRow("play frames at a bad time") << QStringList{"play", "x.mp4", "--frames", "d", "--at", "1,soon"};
+        QTest::newRow("play frames of a device") << QStringList{"play", "/dev/video0", "--frames", "d", "--at", "1"};
     }
 
     void usageErrors()
@@ -90,6 +96,28 @@ private Q_SLOTS:
         QCOMPARE(r.Json().value("res_data").toMap().value("resMsg").toString(), QString("read_input_failed"));
         QCOMPARE(r.Json().value("nPos").toInt(), 100);
         QVERIFY2(!r.err.contains("QProcess"), r.err.constData());
+    }
+
+    // Frames at the asked seconds (past the end: the last), as pictures that tell their
+    // frame numbers; a missing input writes none.
+    void playFrames()
+    {
+        const QString clip = m_tmp.filePath("bars clip.mp4"), dir = m_tmp.filePath("frames");
+        QVERIFY(PlayClip::Make(clip));
+        const Result r = Zrwork({"play", clip, "--frames", dir, "--at", "0.5,1.04,9"});
+        QVERIFY2(r.status == 0, r.err.constData());
+        const QStringList lines = QString::fromUtf8(r.out.mid(r.out.lastIndexOf("}\n") + 2)).split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines, (QStringList{dir + "/frame-000500.png\t480\t12", dir + "/frame-001040.png\t1040\t26",
+                                     dir + "/frame-009000.png\t1960\t49"}));
+        for (const auto& [file, frame] : {std::pair("/frame-000500.png", 12), {"/frame-001040.png", 26}, {"/frame-009000.png", 49}}) {
+            const QImage picture(dir + file);
+            QVERIFY(PlayClip::ShowsBars(picture));
+            QCOMPARE(PlayClip::FrameOf(picture), frame);
+        }
+        const Result missing = Zrwork({"play", m_tmp.filePath("gone.mp4"), "--frames", m_tmp.filePath("none"), "--at", "1"});
+        QCOMPARE(missing.status, 1);
+        QVERIFY(missing.out.contains("\"resMsg\": \"read_input_failed\""));
+        QVERIFY(QDir(m_tmp.filePath("none")).isEmpty());
     }
 
     // The shipped converter is filled in unless --param names another.

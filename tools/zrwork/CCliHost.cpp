@@ -109,25 +109,9 @@ QStringList CCliHost::Problems()
 
 int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished)
 {
-    CDetWork* work = m_pLib ? m_pLib->CreateWork(type) : nullptr;
-    if (!work) {
-        if (m_pLib)
-            m_pLib->ReleaseWork(nullptr); // drops the null entry the factory keeps
+    CDetWork* work = Start(type, params);
+    if (!work)
         return 2;
-    }
-    g_finished = false;
-    g_interrupted = false;
-    g_lastPercent = -1;
-    // A closed terminal, a `timeout` or a service stop ends the work as Ctrl-C does:
-    // the library then ends the running tool, and nothing is left running.
-    auto previous = std::signal(SIGINT, &OnSigInt);
-#if defined(Q_OS_UNIX)
-    auto previousTerm = std::signal(SIGTERM, &OnSigInt);
-    auto previousHup = std::signal(SIGHUP, &OnSigInt);
-#endif
-
-    work->SetParams(params);
-    work->StartWork();
     bool stopped = false;
     // The finished map is sent from inside the thread body, so it has arrived once the thread is done.
     while (!work->IsFinished()) {
@@ -139,13 +123,46 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
         QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
         QThread::msleep(20);
     }
+    return Finish(work, finished);
+}
+
+CDetWork* CCliHost::Start(int type, const QVariantMap& params)
+{
+    CDetWork* work = m_pLib ? m_pLib->CreateWork(type) : nullptr;
+    if (!work) {
+        if (m_pLib)
+            m_pLib->ReleaseWork(nullptr); // drops the null entry the factory keeps
+        return nullptr;
+    }
+    g_finished = false;
+    g_interrupted = false;
+    g_lastPercent = -1;
+    // A closed terminal, a `timeout` or a service stop ends the work as Ctrl-C does:
+    // the library then ends the running tool, and nothing is left running.
+    m_previous[0] = std::signal(SIGINT, &OnSigInt);
+#if defined(Q_OS_UNIX)
+    m_previous[1] = std::signal(SIGTERM, &OnSigInt);
+    m_previous[2] = std::signal(SIGHUP, &OnSigInt);
+#endif
+    work->SetParams(params);
+    work->StartWork();
+    return work;
+}
+
+bool CCliHost::Interrupted()
+{
+    return g_interrupted;
+}
+
+int CCliHost::Finish(CDetWork* work, QVariantMap* finished)
+{
     work->StopWork();
     work->JoinWork(60000);
     m_pLib->ReleaseWork(work);
-    std::signal(SIGINT, previous);
+    std::signal(SIGINT, m_previous[0]);
 #if defined(Q_OS_UNIX)
-    std::signal(SIGTERM, previousTerm);
-    std::signal(SIGHUP, previousHup);
+    std::signal(SIGTERM, m_previous[1]);
+    std::signal(SIGHUP, m_previous[2]);
 #endif
     if (g_lastPercent >= 0 && StderrIsTerminal())
         std::fprintf(stderr, "\n");

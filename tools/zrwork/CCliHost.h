@@ -23,6 +23,14 @@ public:
     // that type exists. *finished receives the finished map.
     int RunWork(int type, const QVariantMap& params, QVariantMap* finished);
 
+    // RunWork in two halves, for hosts that keep their own loop meanwhile: Start creates
+    // and starts the work (null when no work of that type exists) and catches Ctrl-C;
+    // Finish stops, joins and releases it and gives RunWork's exit status.
+    CDetWork* Start(int type, const QVariantMap& params);
+    int Finish(CDetWork* work, QVariantMap* finished);
+    // Ctrl-C was pressed since Start.
+    static bool Interrupted();
+
     // The library's warning and error lines since this host was made, to explain a
     // failure that an operation reports only as false.
     static QStringList Problems();
@@ -31,4 +39,6 @@ private:
     static void Callback(WorkLibRs kind, const QVariant& value);
 
     CWorkLib* m_pLib;
+    // The handlers of SIGINT, SIGTERM and SIGHUP before a run.
+    void (*m_previous[3])(int) = {nullptr, nullptr, nullptr};
 };

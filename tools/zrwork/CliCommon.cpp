@@ -43,6 +43,10 @@ const char kUsage[] =
     "  zrwork docx FILE.pdf --save-dir DIR [--verbose]\n"
     "  zrwork fetch URL --save-dir DIR [--stall-sec N]   (downloads with a progress bar; resumes a broken one)\n"
     "Any FILE may be an http:// or https:// address: it is downloaded into the data folder's cache first.\n"
+    "  zrwork play FILE|DEVICE [--filter beautify|NAME|PATH] [--speed X] [--frames DIR --at T1,T2,...] [--verbose]\n"
+    "play shows a window (pause with space or the button, seek with the slider); --speed 0 plays as\n"
+    "fast as frames decode; --frames writes the frames at the given seconds as PNG files, no display needed.\n"
+    "A DEVICE is a capture device's index (0) or node (/dev/video0).\n"
     "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
     "b true/false, map or js (or a value starting with '{') a JSON object.\n"
     "Commands that name a FILE take --param/--params too, to add or override parameters.\n"
@@ -191,6 +195,20 @@ QString WorkToolsDir()
             return dir.canonicalFilePath();
     }
     return QString();
+}
+
+QString StylesDir()
+{
+    const QString tools = WorkToolsDir();
+    return tools.isEmpty() ? QString() : tools + QStringLiteral("/styles");
+}
+
+QString StyleModel(const QString& nameOrPath)
+{
+    const QString shipped = StylesDir() + QLatin1Char('/') + nameOrPath + QStringLiteral(".onnx");
+    if (!nameOrPath.contains(QLatin1Char('/')) && !QFileInfo::exists(nameOrPath) && QFileInfo::exists(shipped))
+        return shipped;
+    return QFileInfo(nameOrPath).absoluteFilePath();
 }
 
 int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished)

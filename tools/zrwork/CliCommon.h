@@ -42,6 +42,10 @@ int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params,
 // The shipped tool folder: <bin>/../worktools in a build tree, else
 // <bin>/../lib/zrworklib/worktools in an install tree; empty when neither exists.
 QString WorkToolsDir();
+// The shipped style networks' folder in it.
+QString StylesDir();
+// The absolute path of a style network: a bare NAME is one of the shipped ones.
+QString StyleModel(const QString& nameOrPath);
 // Runs the work and prints its finished map; returns the exit status (0, 1, or 2
 // when no work of that type exists). *finished receives the map when given.
 int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);

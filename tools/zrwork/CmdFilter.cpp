@@ -21,12 +21,6 @@ bool IsPicture(const QString& file)
     return suffixes.contains(QFileInfo(file).suffix().toLower());
 }
 
-QString StylesDir()
-{
-    const QString tools = WorkToolsDir();
-    return tools.isEmpty() ? QString() : tools + QStringLiteral("/styles");
-}
-
 // Shared by the filter commands: FILE --save-dir DIR, the given numeric options, --param.
 // Fills params and returns -1, or returns the usage exit status.
 int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
@@ -83,12 +77,8 @@ int CmdStyle(QStringList args)
     const int status = TakeCommon(args, "style", params, verbose, {}, &model);
     if (status >= 0)
         return status;
-    // A bare name is one of the shipped networks.
-    const QString shipped = StylesDir() + QLatin1Char('/') + model + QStringLiteral(".onnx");
-    if (!model.contains(QLatin1Char('/')) && !QFileInfo::exists(model) && QFileInfo::exists(shipped))
-        model = shipped;
     QVariantMap style = params.value(QStringLiteral("mapStyle")).toMap();
-    style.insert(QStringLiteral("sModel"), QFileInfo(model).absoluteFilePath());
+    style.insert(QStringLiteral("sModel"), StyleModel(model));
     params.insert(QStringLiteral("mapStyle"), style);
     CCliHost host(verbose, AppData());
     return RunAndPrint(host, 7, params);

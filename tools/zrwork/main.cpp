@@ -11,6 +11,7 @@
 #include "CmdMotion.h"
 #include "CmdOcr.h"
 #include "CmdOffice.h"
+#include "CmdPlay.h"
 
 #include "WorkTypes.h"
 
@@ -25,6 +26,7 @@
 #include <QStringList>
 
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
@@ -168,6 +170,9 @@ int CmdList(QStringList args)
 
 int main(int argc, char** argv)
 {
+    // The preview window needs a GUI application, and only one application object can be made.
+    if (argc > 1 && std::strcmp(argv[1], "play") == 0)
+        return zrcli::CmdPlay(argc, argv);
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
     if (args.isEmpty())
