@@ -2,6 +2,7 @@
 
 #include "CCliHost.h"
 #include "CDetWork.h"
+#include "CliCommon.h"
 
 #include <QBoxLayout>
 #include <QCloseEvent>
@@ -22,16 +23,6 @@ QString Clock(qint64 ms)
         .arg(ms / 60000, 2, 10, QLatin1Char('0'))
         .arg(ms / 1000 % 60, 2, 10, QLatin1Char('0'))
         .arg(ms % 1000 / 100);
-}
-
-QVariantMap Ask(CDetWork* work, const QVariantMap& args)
-{
-    QVariantMap answer;
-    work->QueryWork(args, [&answer](const QVariantMap& m) {
-        answer = m;
-        return true;
-    });
-    return answer;
 }
 
 } // namespace
@@ -91,14 +82,14 @@ void CPlayWindow::Poll()
         return;
     }
     if (m_nDuration < 0) {
-        const QVariantMap info = Ask(m_pWork, {{QStringLiteral("type"), QStringLiteral("info")}});
+        const QVariantMap info = zrcli::AskWork(m_pWork, {{QStringLiteral("type"), QStringLiteral("info")}});
         if (!info.isEmpty()) {
             m_nDuration = info.value(QStringLiteral("nDuration")).toLongLong();
             m_pSlider->setRange(0, static_cast<int>(m_nDuration));
             m_pSlider->setEnabled(m_nDuration > 0);
         }
     }
-    const QVariantMap frame = Ask(m_pWork, {{QStringLiteral("type"), QStringLiteral("curFrame")}});
+    const QVariantMap frame = zrcli::AskWork(m_pWork, {{QStringLiteral("type"), QStringLiteral("curFrame")}});
     if (frame.isEmpty())
         return;
     m_bPaused = frame.value(QStringLiteral("bPaused")).toBool();
@@ -127,14 +118,14 @@ void CPlayWindow::ShowPicture()
 
 void CPlayWindow::TogglePause()
 {
-    Ask(m_pWork, {{QStringLiteral("type"), m_bPaused ? QStringLiteral("resume") : QStringLiteral("pause")}});
+    zrcli::AskWork(m_pWork, {{QStringLiteral("type"), m_bPaused ? QStringLiteral("resume") : QStringLiteral("pause")}});
     m_bPaused = !m_bPaused;
     m_pPause->setText(m_bPaused ? tr("Play") : tr("Pause"));
 }
 
 void CPlayWindow::Seek(int ms)
 {
-    Ask(m_pWork, {{QStringLiteral("type"), QStringLiteral("seek")}, {QStringLiteral("nTime"), ms}});
+    zrcli::AskWork(m_pWork, {{QStringLiteral("type"), QStringLiteral("seek")}, {QStringLiteral("nTime"), ms}});
 }
 
 void CPlayWindow::closeEvent(QCloseEvent* event)

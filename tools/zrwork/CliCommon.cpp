@@ -1,6 +1,7 @@
 #include "CliCommon.h"
 
 #include "CCliHost.h"
+#include "CDetWork.h"
 #include "CParamParser.h"
 #include "WorkTypes.h"
 
@@ -223,6 +224,16 @@ int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap
     if (finished)
         *finished = map;
     return status;
+}
+
+QVariantMap AskWork(CDetWork* work, const QVariantMap& args)
+{
+    QVariantMap answer;
+    work->QueryWork(args, [&answer](const QVariantMap& m) {
+        answer = m;
+        return true;
+    });
+    return answer;
 }
 
 } // namespace zrcli

@@ -8,6 +8,7 @@
 #include <QVariantMap>
 
 class CCliHost;
+class CDetWork;
 
 namespace zrcli {
 
@@ -49,5 +50,8 @@ QString StyleModel(const QString& nameOrPath);
 // Runs the work and prints its finished map; returns the exit status (0, 1, or 2
 // when no work of that type exists). *finished receives the map when given.
 int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);
+
+// The work's answer to a question (QueryWork); empty when it gave none.
+QVariantMap AskWork(CDetWork* work, const QVariantMap& args);
 
 } // namespace zrcli

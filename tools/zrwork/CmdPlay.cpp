@@ -21,20 +21,10 @@ namespace {
 // How long --frames waits for the player to show one asked frame.
 constexpr int kFrameWaitMs = 30000;
 
-QVariantMap Ask(CDetWork* work, const QVariantMap& args)
-{
-    QVariantMap answer;
-    work->QueryWork(args, [&answer](const QVariantMap& m) {
-        answer = m;
-        return true;
-    });
-    return answer;
-}
-
 // Waits until the player has opened its input; false when the run ended instead.
 bool WaitOpen(CDetWork* work)
 {
-    while (!work->IsFinished() && Ask(work, {{QStringLiteral("type"), QStringLiteral("info")}}).isEmpty())
+    while (!work->IsFinished() && AskWork(work, {{QStringLiteral("type"), QStringLiteral("info")}}).isEmpty())
         QThread::msleep(5);
     return !work->IsFinished();
 }
@@ -109,12 +99,12 @@ QList<qint64> ParseTimes(const QString& text)
 bool WriteFrames(CDetWork* work, const QString& dir, const QList<qint64>& times, QStringList* lines)
 {
     for (const qint64 ms : times) {
-        const QVariantMap target = Ask(work, {{QStringLiteral("type"), QStringLiteral("seek")}, {QStringLiteral("nTime"), ms}});
+        const QVariantMap target = AskWork(work, {{QStringLiteral("type"), QStringLiteral("seek")}, {QStringLiteral("nTime"), ms}});
         if (target.isEmpty())
             return false;
         QVariantMap frame;
         for (int waited = 0; waited < kFrameWaitMs && !work->IsFinished(); waited += 5) {
-            frame = Ask(work, {{QStringLiteral("type"), QStringLiteral("curFrame")}});
+            frame = AskWork(work, {{QStringLiteral("type"), QStringLiteral("curFrame")}});
             if (!frame.isEmpty() && !frame.value(QStringLiteral("bSeeking")).toBool())
                 break;
             frame.clear();
