@@ -61,8 +61,12 @@ public:
     // open, -3 SQL failure.
     int GetDataMove(QString mode, QList<MoveDataRow>& rows, qint64 fromId, qint64 toId);
 
-    // The catalogue file; empty until InitDBTable succeeded.
+    // The catalogue file; empty until InitDBTable succeeded. A catalogue that exists but
+    // cannot be written is opened read-only: it lists, and every write fails.
     QString CataloguePath() const;
+    // The catalogue the last InitDBTable could not open (a file in the way, a corrupt or
+    // unreadable catalogue); empty when none failed or a store is open.
+    QString FailedStore() const;
     // The start parameters, "saveDir" made absolute.
     QVariantMap Params() const;
     // The calling thread's connection to the catalogue; invalid before InitDBTable.
@@ -84,5 +88,6 @@ private:
     QVariantMap m_mapParams;
     // Connections belong to one thread each, so the store keeps names, never handles.
     QString m_sCatalogue;
+    QString m_sFailedStore;
     QSet<QString> m_setModels;
 };

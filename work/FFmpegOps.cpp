@@ -22,11 +22,25 @@ QString str(const QVariantMap& args, const char* key)
     return args.value(QLatin1String(key)).toString();
 }
 
-// Runs ffmpeg once with an inherited working directory unless one is given.
-void runFFmpeg(const QStringList& arguments, const QString& workDir = QString())
+// Runs ffmpeg once with an inherited working directory unless one is given; true when
+// it exited with 0 and wrote its output whole (it exits with 0 on a full disk, too).
+bool runFFmpeg(const QStringList& arguments, const QString& workDir = QString())
 {
     CProcessWork work;
     work.StartTask(FFmpegOps::FFmpegPath(), arguments, workDir);
+    return work.Succeeded() && !FFmpegOps::ReportsWriteError(work.GetStdErr());
+}
+
+// An output counts when ffmpeg ended well and left a non-empty file. Whatever a failed run
+// left (a segment cut short by a full disk, say) is removed rather than passed off as a
+// result: the outputs are always names the caller has just chosen.
+bool written(bool ran, const QString& outFile)
+{
+    if (ran)
+        return PubUtils::KeepOutput(outFile);
+    if (QFileInfo(outFile).isFile())
+        QFile::remove(outFile);
+    return false;
 }
 
 } // namespace
@@ -73,8 +87,7 @@ bool FFmpegOps::ConcatFiles(const QVariantMap& args)
     arguments << inFiles;
     arguments << QStringLiteral("-acodec") << QStringLiteral("copy") << QStringLiteral("-vcodec")
               << QStringLiteral("copy") << outFile;
-    runFFmpeg(arguments, workPath);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments, workPath), outFile);
 }
 
 QVariant FFmpegOps::DetectSilence(const QVariantMap& args, DetectInfo* pInfo)
@@ -110,8 +123,7 @@ bool FFmpegOps::ExtractAudio(const QVariantMap& args)
         arguments << QStringLiteral("-acodec") << QStringLiteral("copy");
     }
     arguments << outFile;
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments), outFile);
 }
 
 bool FFmpegOps::MergeAudioVideo(const QVariantMap& args)
@@ -122,8 +134,7 @@ bool FFmpegOps::MergeAudioVideo(const QVariantMap& args)
                                  QStringLiteral("-i"), str(args, "inFile2"), QStringLiteral("-vsync"),
                                  QStringLiteral("0"), QStringLiteral("-acodec"), QStringLiteral("copy"),
                                  QStringLiteral("-vcodec"), QStringLiteral("copy"), outFile};
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments), outFile);
 }
 
 void FFmpegOps::JpgSeqToVideo(const QString& picDir, const QString& outFile)
@@ -160,10 +171,10 @@ bool FFmpegOps::PngSeqToVideo(const QVariantMap& args)
                                  QStringLiteral("-i"), inDir + QStringLiteral("/%8d.png"), QStringLiteral("-vf"),
                                  kPadEven, QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
                                  QStringLiteral("-vcodec"), QStringLiteral("libx264"), outFile};
-    runFFmpeg(arguments);
+    const bool ran = runFFmpeg(arguments);
     if (args.value(QStringLiteral("bRmInDir")).toBool())
         PubUtils::RemoveDir(inDir);
-    return QFile::exists(outFile);
+    return written(ran, outFile);
 }
 
 bool FFmpegOps::RemoveSilence(const QVariantMap& args)
@@ -173,8 +184,7 @@ bool FFmpegOps::RemoveSilence(const QVariantMap& args)
                                  QStringLiteral("-af"),
                                  QStringLiteral("silenceremove=stop_periods=-1:stop_duration=1:stop_threshold=-30dB"),
                                  outFile};
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments), outFile);
 }
 
 bool FFmpegOps::CutSegment(const QVariantMap& args)
@@ -190,13 +200,15 @@ bool FFmpegOps::CutSegment(const QVariantMap& args)
                   << QStringLiteral("-vsync") << QStringLiteral("0") << QStringLiteral("-acodec")
                   << QStringLiteral("copy") << QStringLiteral("-vcodec") << QStringLiteral("copy");
     } else {
-        arguments << QStringLiteral("-i") << str(args, "inFile") << QStringLiteral("-vsync") << QStringLiteral("0")
-                  << QStringLiteral("-acodec") << QStringLiteral("aac") << QStringLiteral("-vcodec")
+        arguments << QStringLiteral("-i") << str(args, "inFile") << QStringLiteral("-vsync") << QStringLiteral("0");
+        // libx264 refuses odd sizes: such a source is padded by one row or column.
+        if (args.value(QStringLiteral("bPadEven")).toBool())
+            arguments << QStringLiteral("-vf") << kPadEven;
+        arguments << QStringLiteral("-acodec") << QStringLiteral("aac") << QStringLiteral("-vcodec")
                   << QStringLiteral("libx264");
     }
     arguments << outFile;
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments), outFile);
 }
 
 bool FFmpegOps::VideoToPngSeq(const QVariantMap& args)
@@ -209,6 +221,14 @@ bool FFmpegOps::VideoToPngSeq(const QVariantMap& args)
                                  QStringLiteral("-r"), QStringLiteral("15"), saveDir + QStringLiteral("/%8d.png")};
     runFFmpeg(arguments);
     return QFile::exists(saveDir + QStringLiteral("/00000001.png"));
+}
+
+bool FFmpegOps::ReportsWriteError(const QString& report)
+{
+    for (const char* marker : {"No space left on device", "Disk quota exceeded", "Error writing trailer", "Error closing file"})
+        if (report.contains(QLatin1String(marker)))
+            return true;
+    return false;
 }
 
 double FFmpegOps::ParseDecodedSeconds(const QString& report)

@@ -11,7 +11,8 @@ class CCliHost;
 
 namespace zrcli {
 
-// Prints the error (if any) and the usage text on stderr; returns exit status 2.
+// Prints the error and how to see the help on stderr (the whole usage text when there
+// is no error); returns exit status 2.
 int Usage(const QString& error = QString());
 // The usage text on stdout.
 void PrintUsage();
@@ -42,6 +43,12 @@ int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params,
 QString WorkToolsDir();
 // Runs the work and prints its finished map; returns the exit status (0, 1, or 2
 // when no work of that type exists). *finished receives the map when given.
+// A failed work also gets one line on stderr: its word, and the hint it gave ("sHint").
 int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);
+// RunAndPrint for the commands whose work writes a file: a finished map without
+// "sOutFile" (in "res_data" or "user_data") is a failure too, said in one line.
+int RunForFile(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);
+// The "sOutFile" of a finished map, from "res_data" or else "user_data"; empty when none.
+QString OutFile(const QVariantMap& finished);
 
 } // namespace zrcli

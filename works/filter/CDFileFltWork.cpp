@@ -1,5 +1,6 @@
 #include "works/filter/CDFileFltWork.h"
 
+#include "base/CLogWriter.h"
 #include "base/PubUtils.h"
 #include "work/CProcessWork.h"
 
@@ -38,12 +39,21 @@ void CDFileFltWork::DoWork()
 
     const QString& in = InputFile();
     // The base name stops at the first dot on purpose: "a.b.docx" gives "a.pdf".
+    // The name is reserved at once (an empty file), so works started together on
+    // same-named inputs write different files.
     const QString out = PubUtils::MakeUniqueFilePath(SaveDir(), QFileInfo(in).baseName(), QLatin1String(m_pExt));
 
     RunConverter(sWorkExc, Arguments(in, out), sWorkPath);
 
-    if (QFileInfo::exists(out))
+    // An empty file (the reservation, or what a full disk left) is no result and goes.
+    if (PubUtils::KeepOutput(out)) {
         m_mapResult.insert(QStringLiteral("sOutFile"), out);
-    else
-        Fail(m_pFailWord);
+        return;
+    }
+    const QString hint = FailureHint(in);
+    if (!hint.isEmpty()) {
+        m_mapResult.insert(QStringLiteral("sHint"), hint);
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s", hint.toUtf8().constData());
+    }
+    Fail(m_pFailWord);
 }

@@ -88,7 +88,13 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     }
     const QString audio = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("audio") + base, QStringLiteral(".aac"));
     const QString video = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("video") + base, QStringLiteral(".mp4"));
-    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, base, QStringLiteral(".mp4"));
+    bool reserved = false;
+    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, base, QStringLiteral(".mp4"), &reserved);
+    // The name is held (an empty file) from the start; a run that fails gives it back.
+    auto dropOut = qScopeGuard([&] {
+        if (reserved)
+            QFile::remove(out);
+    });
     NotifyProgress(1);
 
     if (!FFmpegOps::VideoToPngSeq({{QStringLiteral("inFile"), sFile}, {QStringLiteral("saveDir"), picDir}}))
@@ -127,6 +133,7 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
         return Fail("mergeaudiovideo_failed");
     NotifyProgress(m_stages.nAfterMerge);
 
+    dropOut.dismiss();
     (m_stages.bOutInParams ? m_mapParams : m_mapResult).insert(QStringLiteral("sOutFile"), out);
     PubUtils::RemoveDir(tempDir);
 }
@@ -138,11 +145,11 @@ void CFrameSeqWork::RunPicture(const QString& sFile, const QString& sSaveDir)
         return Fail("save_dir_failed");
     // A picture without a suffix is written as PNG: the encoder is chosen by the suffix.
     const QString suffix = input.suffix().isEmpty() ? QStringLiteral("png") : input.suffix();
-    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, input.baseName(), suffix);
+    bool reserved = false;
+    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, input.baseName(), suffix, &reserved);
     // The name search gives up at _99 and hands back an existing file: never remove that one.
-    const bool existed = QFileInfo::exists(out);
-    if (!input.isFile() || !FilterPicture(sFile, out) || !QFileInfo(out).isFile()) {
-        if (!existed)
+    if (!input.isFile() || !FilterPicture(sFile, out) || !PubUtils::IsUsableInput(out)) {
+        if (reserved)
             QFile::remove(out);
         return Fail("picfilter_failed");
     }
