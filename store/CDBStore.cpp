@@ -253,7 +253,7 @@ QSqlDatabase CDBStore::CatalogueDatabase() const
 bool CDBStore::IsModelOpen(const QString& mode) const
 {
     QMutexLocker locker(&m_lock);
-    return m_setModels.contains(mode);
+    return m_mapModels.contains(mode);
 }
 
 bool CDBStore::CheckModelOpen(const char* func, const QString& mode) const
@@ -485,8 +485,11 @@ int CDBStore::OpenModelTable(QString mode, int dataType)
         ZRLOG(LOG_ERROR, func, "mode is null");
         return -1;
     }
-    if (IsModelOpen(mode))
-        return 0;
+    {
+        QMutexLocker locker(&m_lock);
+        if (m_mapModels.value(mode).contains(QThread::currentThread()))
+            return 0;
+    }
     RegisterSqlite(m_sDriver, mode, Sync::Normal);
     const int status = RunSql(func, -1, [&] {
         const QSqlDatabase db = ConnectionPool::instance().database(mode);
@@ -504,7 +507,7 @@ int CDBStore::OpenModelTable(QString mode, int dataType)
         return status;
     }
     QMutexLocker locker(&m_lock);
-    m_setModels.insert(mode);
+    m_mapModels[mode].insert(QThread::currentThread());
     return 0;
 }
 
@@ -515,8 +518,13 @@ int CDBStore::CloseModelTable(QString mode)
         return -1;
     }
     QMutexLocker locker(&m_lock);
-    if (!m_setModels.remove(mode))
+    // Each thread opens and closes for itself: one work ending must not close the model
+    // under another work on the same file.
+    const auto open = m_mapModels.find(mode);
+    if (open == m_mapModels.end() || !open->remove(QThread::currentThread()))
         return 0;
+    if (open->isEmpty())
+        m_mapModels.erase(open);
     // Other threads' connections to the file go when those threads end.
     ConnectionPool::instance().closeDatabase(mode);
     return 0;

@@ -9,10 +9,13 @@
 
 #include <QList>
 #include <QMutex>
+#include <QHash>
 #include <QSet>
 #include <QSqlDatabase>
 #include <QString>
 #include <QVariantMap>
+
+class QThread;
 
 #include <atomic>
 
@@ -40,10 +43,11 @@ public:
     // Page page (from 1) of at least 10 rows. -1 not initialised, -2 SQL failure.
     int GetVideoFileList(QList<VideoFileRecord>& list, int type, qint64 page, qint64 pageSize);
 
-    // Opens (creating when needed) the model file mode and its table for dataType.
-    // -1 empty mode or SQL failure.
+    // Opens (creating when needed) the model file mode and its table for dataType, for the
+    // calling thread. -1 empty mode or SQL failure.
     int OpenModelTable(QString mode, int dataType);
-    // Lets the calling thread's connection to mode go. -1 empty mode.
+    // Lets the calling thread's connection to mode go; the model stays open for the other
+    // threads that opened it. -1 empty mode.
     int CloseModelTable(QString mode);
     // -1 mode not open, -2 no table for dataType, -3 SQL failure.
     int GetDataCount(QString mode, int dataType, qint64& count);
@@ -89,5 +93,6 @@ private:
     // Connections belong to one thread each, so the store keeps names, never handles.
     QString m_sCatalogue;
     QString m_sFailedStore;
-    QSet<QString> m_setModels;
+    // Model path -> the threads that opened it (a model stays open while any of them has it).
+    QHash<QString, QSet<const QThread*>> m_mapModels;
 };
