@@ -52,8 +52,9 @@ QString CSegmentFiles::MakeResultFolder(const QString& saveDir, const QString& f
     if (folder.isEmpty()) {
         const QString failed = PubUtils::JoinPath(saveDir, name);
         folder = MakeNew(saveDir, [](int) { return CounterName(QStringLiteral("zorun")); }, 1000);
-        ZRLOG(WorkBaseData::LOG_WARN, func, "mkdir save dir failed %s use dir %s", failed.toUtf8().constData(),
-              folder.toUtf8().constData());
+        if (!folder.isEmpty())
+            ZRLOG(WorkBaseData::LOG_WARN, func, "mkdir save dir failed %s use dir %s", failed.toUtf8().constData(),
+                  folder.toUtf8().constData());
     }
     if (pName)
         *pName = name;
