@@ -6,6 +6,7 @@
 #include "works/filter/CFilter.h"
 
 #include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QScopeGuard>
 
@@ -88,6 +89,10 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     }
     const QString audio = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("audio") + base, QStringLiteral(".aac"));
     const QString video = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("video") + base, QStringLiteral(".mp4"));
+    // The temporary folder is this run's own: its names need no reservation, and empty files
+    // left in it after a failure would only mislead.
+    QFile::remove(audio);
+    QFile::remove(video);
     bool reserved = false;
     const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, base, QStringLiteral(".mp4"), &reserved);
     // The name is held (an empty file) from the start; a run that fails gives it back.
