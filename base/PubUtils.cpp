@@ -320,15 +320,41 @@ bool PubUtils::RemoveDir(const QString& path)
     return true;
 }
 
-QString PubUtils::MakeUniqueFilePath(const QString& dir, const QString& base, const QString& ext)
+QString PubUtils::MakeUniqueFilePath(const QString& dir, const QString& base, const QString& ext, bool* pReserved)
 {
     const QString d = withSlash(dir);
     const QString e = ext.startsWith(QLatin1Char('.')) ? ext : QLatin1Char('.') + ext;
-    QString path = d + base + e;
+    const auto name = [&](int n) { return n == 0 ? d + base + e : d + base + QLatin1Char('_') + QString::number(n) + e; };
+    if (pReserved)
+        *pReserved = false;
     // Stops at 99 on purpose: the base_99 name comes back even when it exists.
-    for (int n = 1; n <= 99 && QFileInfo::exists(path); ++n)
-        path = d + base + QLatin1Char('_') + QString::number(n) + e;
-    return path;
+    for (int n = 0; n <= 99; ++n) {
+        const QString path = name(n);
+        if (QFileInfo::exists(path))
+            continue;
+        // Made exclusively, so a work choosing at the same moment moves on to the next name.
+        QFile file(path);
+        if (file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
+            if (pReserved)
+                *pReserved = true;
+            return path;
+        }
+        // Taken a moment ago by another work: try the next one. Otherwise the folder cannot
+        // be written, and the free name comes back unreserved for the tool to fail on.
+        if (!QFileInfo::exists(path))
+            return path;
+    }
+    return name(99);
+}
+
+bool PubUtils::KeepOutput(const QString& path)
+{
+    if (IsUsableInput(path))
+        return true;
+    const QFileInfo info(path);
+    if (!path.isEmpty() && info.isFile() && !info.isSymLink())
+        QFile::remove(path);
+    return false;
 }
 
 QString PubUtils::AbsolutePath(const QString& path)

@@ -63,9 +63,24 @@ public:
     /**
      * @brief First free name among dir/base.ext, dir/base_1.ext ... dir/base_99.ext.
      *
-     * When all of them exist the base_99 name is returned although it exists.
+     * The name is reserved at once: an empty file is made under it exclusively, so two
+     * works choosing together never get the same name. When all of them exist the base_99
+     * name is returned although it exists (not reserved). When dir cannot be written, the
+     * first name that does not exist comes back unreserved.
+     * @param pReserved set to whether the returned file was made here (and so is the
+     *        caller's to remove when it fails).
      */
-    static QString MakeUniqueFilePath(const QString& dir, const QString& base, const QString& ext);
+    static QString MakeUniqueFilePath(const QString& dir, const QString& base, const QString& ext,
+                                      bool* pReserved = nullptr);
+
+    /**
+     * @brief Whether @p path holds a usable output: a non-empty, readable regular file.
+     *
+     * An empty file, or one a tool left when it failed, is no result: when @p path is not
+     * usable, the regular file standing there (if any) is removed, so nothing half-written
+     * stays behind.
+     */
+    static bool KeepOutput(const QString& path);
 
     /**
      * @brief Creates and returns dir/_tempS_T: S is a run number fixed for the process,

@@ -9,11 +9,13 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
+#include <QHash>
 #include <QMutexLocker>
 #include <QRandomGenerator>
 #include <QSqlError>
 #include <QSqlQuery>
 #include <QThread>
+#include <QUrl>
 
 #include <algorithm>
 #include <cstring>
@@ -251,7 +253,7 @@ QSqlDatabase CDBStore::CatalogueDatabase() const
 bool CDBStore::IsModelOpen(const QString& mode) const
 {
     QMutexLocker locker(&m_lock);
-    return m_setModels.contains(mode);
+    return m_mapModels.contains(mode);
 }
 
 bool CDBStore::CheckModelOpen(const char* func, const QString& mode) const
@@ -270,6 +272,41 @@ QString CDBStore::ReadyCatalogue(const char* func) const
     return path;
 }
 
+namespace {
+
+// Reads an existing catalogue where it cannot be written (a read-only disk or folder):
+// listing needs no write. SQLite opens a write-ahead-log file read-only only while its
+// index file can be made; on read-only media it is opened as immutable instead.
+int OpenReadOnly(const QString& driver, const QString& path)
+{
+    const char* const func = "CDBStore::InitDBTable";
+    const QStringList names{path, QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded) + QStringLiteral("?immutable=1")};
+    for (const QString& name : names) {
+        ConnectionPool::instance().closeDatabase(path);
+        ConnectionSettings settings;
+        settings.type = driver;
+        settings.databaseName = name;
+        settings.connectOptions = QStringLiteral("QSQLITE_OPEN_READONLY;QSQLITE_BUSY_TIMEOUT=")
+                                  + QString::number(CDBStore::kBusyTimeoutMs)
+                                  + (name == path ? QString() : QStringLiteral(";QSQLITE_OPEN_URI"));
+        ConnectionPool::instance().setSettings(path, settings);
+        try {
+            Transaction transaction(ConnectionPool::instance().database(path));
+            const QStringList tables = transaction.tables();
+            if (tables.contains(CatalogueTable(1), Qt::CaseInsensitive)
+                && tables.contains(CatalogueTable(2), Qt::CaseInsensitive))
+                return 0;
+        } catch (const DBException& error) {
+            LogSqlFailure(func, error);
+        }
+    }
+    ConnectionPool::instance().closeDatabase(path);
+    RegisterSqlite(driver, path, Sync::Full);
+    return -3;
+}
+
+} // namespace
+
 int CDBStore::InitDBTable(QVariantMap params)
 {
     static const char* const func = "CDBStore::InitDBTable";
@@ -282,6 +319,8 @@ int CDBStore::InitDBTable(QVariantMap params)
         return -1;
     }
     QDir dir(saveDir);
+    // Remembered until a later call opens a store, so works asked to keep rows can say so.
+    m_sFailedStore = dir.absoluteFilePath(QStringLiteral("videofile.fdb"));
     if (!dir.exists() && !dir.mkpath(dir.absolutePath())) {
         ZRLOG(LOG_ERROR, func, "make dir failed %s", qUtf8Printable(dir.absolutePath()));
         return -2;
@@ -289,7 +328,7 @@ int CDBStore::InitDBTable(QVariantMap params)
     params.insert(QStringLiteral("saveDir"), dir.absolutePath());
     const QString path = dir.absoluteFilePath(QStringLiteral("videofile.fdb"));
     RegisterSqlite(m_sDriver, path, Sync::Full);
-    const int status = RunSql(func, -3, [&] {
+    int status = RunSql(func, -3, [&] {
         const QSqlDatabase db = ConnectionPool::instance().database(path);
         UseWal(db);
         Transaction transaction(db);
@@ -303,12 +342,23 @@ int CDBStore::InitDBTable(QVariantMap params)
         transaction.commit();
         return 0;
     });
+    if (status != 0 && QFileInfo(path).isFile() && OpenReadOnly(m_sDriver, path) == 0) {
+        ZRLOG(LOG_WARN, func, "catalogue %s opened read-only", qUtf8Printable(path));
+        status = 0;
+    }
     if (status != 0)
         return status;
+    m_sFailedStore.clear();
     m_mapParams = params;
     m_sCatalogue = path;
     ZRLOG(LOG_INFO, func, "init db ok %s", qUtf8Printable(path));
     return 0;
+}
+
+QString CDBStore::FailedStore() const
+{
+    QMutexLocker locker(&m_lock);
+    return m_sFailedStore;
 }
 
 int CDBStore::GetVideoFile(QString filePath, VideoFileRecord& record, bool create, int type)
@@ -435,8 +485,11 @@ int CDBStore::OpenModelTable(QString mode, int dataType)
         ZRLOG(LOG_ERROR, func, "mode is null");
         return -1;
     }
-    if (IsModelOpen(mode))
-        return 0;
+    {
+        QMutexLocker locker(&m_lock);
+        if (m_mapModels.value(mode).contains(QThread::currentThread()))
+            return 0;
+    }
     RegisterSqlite(m_sDriver, mode, Sync::Normal);
     const int status = RunSql(func, -1, [&] {
         const QSqlDatabase db = ConnectionPool::instance().database(mode);
@@ -454,7 +507,7 @@ int CDBStore::OpenModelTable(QString mode, int dataType)
         return status;
     }
     QMutexLocker locker(&m_lock);
-    m_setModels.insert(mode);
+    m_mapModels[mode].insert(QThread::currentThread());
     return 0;
 }
 
@@ -465,8 +518,13 @@ int CDBStore::CloseModelTable(QString mode)
         return -1;
     }
     QMutexLocker locker(&m_lock);
-    if (!m_setModels.remove(mode))
+    // Each thread opens and closes for itself: one work ending must not close the model
+    // under another work on the same file.
+    const auto open = m_mapModels.find(mode);
+    if (open == m_mapModels.end() || !open->remove(QThread::currentThread()))
         return 0;
+    if (open->isEmpty())
+        m_mapModels.erase(open);
     // Other threads' connections to the file go when those threads end.
     ConnectionPool::instance().closeDatabase(mode);
     return 0;
@@ -575,13 +633,45 @@ int CDBStore::InsertDataMoves(QString mode, const QList<MoveDataRow>& rows)
         return -1;
     if (rows.isEmpty())
         return 0;
+    const auto psnrOf = [](const MoveDataRow& row) {
+        return QByteArray(reinterpret_cast<const char*>(row.psnr.data()), MoveDataRow::kPsnrSize);
+    };
+    qint64 lowest = rows.first().id, highest = rows.first().id;
+    for (const MoveDataRow& row : rows) {
+        lowest = std::min(lowest, row.id);
+        highest = std::max(highest, row.id);
+    }
     return RunSql(func, -1, [&] {
         Transaction transaction(ConnectionPool::instance().database(mode));
+        // Two works measuring one file store the same rows (the measure is deterministic):
+        // a row already stored as it is is no error, one stored otherwise is.
+        QHash<qint64, MoveDataRow> stored;
+        QueryResult found = transaction.execQuery(
+            QStringLiteral("SELECT id, time, diff, psnr FROM tb_data_2 WHERE id >= %1 AND id <= %2").arg(lowest).arg(highest));
+        while (found.next()) {
+            MoveDataRow row;
+            row.id = found.value(0).toLongLong();
+            row.time = found.value(1).toLongLong();
+            row.diff = found.value(2).toInt();
+            const QByteArray psnr = found.value(3).toByteArray();
+            std::memcpy(row.psnr.data(), psnr.constData(), std::min<size_t>(psnr.size(), row.psnr.size()));
+            stored.insert(row.id, row);
+        }
         InsertQuery insert = transaction.insertInto(QStringLiteral("tb_data_2 (id, time, diff, psnr)"));
-        for (const MoveDataRow& row : rows)
-            insert.values(row.id, row.time, row.diff,
-                          QByteArray(reinterpret_cast<const char*>(row.psnr.data()), MoveDataRow::kPsnrSize));
-        insert.exec();
+        int fresh = 0;
+        for (const MoveDataRow& row : rows) {
+            const auto same = stored.constFind(row.id);
+            if (same == stored.constEnd()) {
+                insert.values(row.id, row.time, row.diff, psnrOf(row));
+                ++fresh;
+            } else if (same->time != row.time || same->diff != row.diff || same->psnr != row.psnr) {
+                ZRLOG(LOG_ERROR, func, "row %lld of %s is stored with other values", static_cast<long long>(row.id),
+                      qUtf8Printable(mode));
+                return -1;
+            }
+        }
+        if (fresh > 0)
+            insert.exec();
         transaction.commit();
         return 0;
     });

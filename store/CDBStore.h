@@ -9,10 +9,13 @@
 
 #include <QList>
 #include <QMutex>
+#include <QHash>
 #include <QSet>
 #include <QSqlDatabase>
 #include <QString>
 #include <QVariantMap>
+
+class QThread;
 
 #include <atomic>
 
@@ -40,10 +43,11 @@ public:
     // Page page (from 1) of at least 10 rows. -1 not initialised, -2 SQL failure.
     int GetVideoFileList(QList<VideoFileRecord>& list, int type, qint64 page, qint64 pageSize);
 
-    // Opens (creating when needed) the model file mode and its table for dataType.
-    // -1 empty mode or SQL failure.
+    // Opens (creating when needed) the model file mode and its table for dataType, for the
+    // calling thread. -1 empty mode or SQL failure.
     int OpenModelTable(QString mode, int dataType);
-    // Lets the calling thread's connection to mode go. -1 empty mode.
+    // Lets the calling thread's connection to mode go; the model stays open for the other
+    // threads that opened it. -1 empty mode.
     int CloseModelTable(QString mode);
     // -1 mode not open, -2 no table for dataType, -3 SQL failure.
     int GetDataCount(QString mode, int dataType, qint64& count);
@@ -61,8 +65,12 @@ public:
     // open, -3 SQL failure.
     int GetDataMove(QString mode, QList<MoveDataRow>& rows, qint64 fromId, qint64 toId);
 
-    // The catalogue file; empty until InitDBTable succeeded.
+    // The catalogue file; empty until InitDBTable succeeded. A catalogue that exists but
+    // cannot be written is opened read-only: it lists, and every write fails.
     QString CataloguePath() const;
+    // The catalogue the last InitDBTable could not open (a file in the way, a corrupt or
+    // unreadable catalogue); empty when none failed or a store is open.
+    QString FailedStore() const;
     // The start parameters, "saveDir" made absolute.
     QVariantMap Params() const;
     // The calling thread's connection to the catalogue; invalid before InitDBTable.
@@ -84,5 +92,7 @@ private:
     QVariantMap m_mapParams;
     // Connections belong to one thread each, so the store keeps names, never handles.
     QString m_sCatalogue;
-    QSet<QString> m_setModels;
+    QString m_sFailedStore;
+    // Model path -> the threads that opened it (a model stays open while any of them has it).
+    QHash<QString, QSet<const QThread*>> m_mapModels;
 };

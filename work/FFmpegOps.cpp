@@ -23,18 +23,24 @@ QString str(const QVariantMap& args, const char* key)
 }
 
 // Runs ffmpeg once with an inherited working directory unless one is given; true when
-// it exited with 0.
+// it exited with 0 and wrote its output whole (it exits with 0 on a full disk, too).
 bool runFFmpeg(const QStringList& arguments, const QString& workDir = QString())
 {
     CProcessWork work;
     work.StartTask(FFmpegOps::FFmpegPath(), arguments, workDir);
-    return work.Succeeded();
+    return work.Succeeded() && !FFmpegOps::ReportsWriteError(work.GetStdErr());
 }
 
-bool NonEmptyFile(const QString& path)
+// An output counts when ffmpeg ended well and left a non-empty file. Whatever a failed run
+// left (a segment cut short by a full disk, say) is removed rather than passed off as a
+// result: the outputs are always names the caller has just chosen.
+bool written(bool ran, const QString& outFile)
 {
-    const QFileInfo info(path);
-    return info.isFile() && info.size() > 0;
+    if (ran)
+        return PubUtils::KeepOutput(outFile);
+    if (QFileInfo(outFile).isFile())
+        QFile::remove(outFile);
+    return false;
 }
 
 } // namespace
@@ -81,8 +87,7 @@ bool FFmpegOps::ConcatFiles(const QVariantMap& args)
     arguments << inFiles;
     arguments << QStringLiteral("-acodec") << QStringLiteral("copy") << QStringLiteral("-vcodec")
               << QStringLiteral("copy") << outFile;
-    runFFmpeg(arguments, workPath);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments, workPath), outFile);
 }
 
 QVariant FFmpegOps::DetectSilence(const QVariantMap& args, DetectInfo* pInfo)
@@ -115,11 +120,10 @@ bool FFmpegOps::ExtractAudio(const QVariantMap& args)
         arguments << QStringLiteral("-acodec") << QStringLiteral("pcm_s16le") << QStringLiteral("-ac")
                   << QStringLiteral("1") << QStringLiteral("-ar") << QStringLiteral("16000");
         arguments << outFile;
-        runFFmpeg(arguments);
-        return QFile::exists(outFile);
+        return written(runFFmpeg(arguments), outFile);
     }
     arguments << QStringLiteral("-acodec") << QStringLiteral("copy") << outFile;
-    if (runFFmpeg(arguments) && NonEmptyFile(outFile))
+    if (written(runFFmpeg(arguments), outFile))
         return true;
     // A stream the output's container cannot hold (MP3, Opus or PCM into ".aac") makes
     // the copy fail and leaves an empty file: the sound is encoded to AAC instead.
@@ -127,10 +131,7 @@ bool FFmpegOps::ExtractAudio(const QVariantMap& args)
         return false;
     const QStringList encode {QStringLiteral("-hide_banner"), QStringLiteral("-y"), QStringLiteral("-i"), inFile,
                               QStringLiteral("-vn"), QStringLiteral("-acodec"), QStringLiteral("aac"), outFile};
-    if (runFFmpeg(encode) && NonEmptyFile(outFile))
-        return true;
-    QFile::remove(outFile);
-    return false;
+    return written(runFFmpeg(encode), outFile);
 }
 
 FFmpegOps::Streams FFmpegOps::ProbeStreams(const QString& file)
@@ -174,8 +175,7 @@ bool FFmpegOps::MergeAudioVideo(const QVariantMap& args)
                                  QStringLiteral("-i"), str(args, "inFile2"), QStringLiteral("-vsync"),
                                  QStringLiteral("0"), QStringLiteral("-acodec"), QStringLiteral("copy"),
                                  QStringLiteral("-vcodec"), QStringLiteral("copy"), outFile};
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments), outFile);
 }
 
 void FFmpegOps::JpgSeqToVideo(const QString& picDir, const QString& outFile)
@@ -212,10 +212,10 @@ bool FFmpegOps::PngSeqToVideo(const QVariantMap& args)
                                  QStringLiteral("-i"), inDir + QStringLiteral("/%8d.png"), QStringLiteral("-vf"),
                                  kPadEven, QStringLiteral("-pix_fmt"), QStringLiteral("yuv420p"),
                                  QStringLiteral("-vcodec"), QStringLiteral("libx264"), outFile};
-    runFFmpeg(arguments);
+    const bool ran = runFFmpeg(arguments);
     if (args.value(QStringLiteral("bRmInDir")).toBool())
         PubUtils::RemoveDir(inDir);
-    return QFile::exists(outFile);
+    return written(ran, outFile);
 }
 
 bool FFmpegOps::RemoveSilence(const QVariantMap& args)
@@ -225,8 +225,7 @@ bool FFmpegOps::RemoveSilence(const QVariantMap& args)
                                  QStringLiteral("-af"),
                                  QStringLiteral("silenceremove=stop_periods=-1:stop_duration=1:stop_threshold=-30dB"),
                                  outFile};
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments), outFile);
 }
 
 bool FFmpegOps::CutSegment(const QVariantMap& args)
@@ -242,13 +241,15 @@ bool FFmpegOps::CutSegment(const QVariantMap& args)
                   << QStringLiteral("-vsync") << QStringLiteral("0") << QStringLiteral("-acodec")
                   << QStringLiteral("copy") << QStringLiteral("-vcodec") << QStringLiteral("copy");
     } else {
-        arguments << QStringLiteral("-i") << str(args, "inFile") << QStringLiteral("-vsync") << QStringLiteral("0")
-                  << QStringLiteral("-acodec") << QStringLiteral("aac") << QStringLiteral("-vcodec")
+        arguments << QStringLiteral("-i") << str(args, "inFile") << QStringLiteral("-vsync") << QStringLiteral("0");
+        // libx264 refuses odd sizes: such a source is padded by one row or column.
+        if (args.value(QStringLiteral("bPadEven")).toBool())
+            arguments << QStringLiteral("-vf") << kPadEven;
+        arguments << QStringLiteral("-acodec") << QStringLiteral("aac") << QStringLiteral("-vcodec")
                   << QStringLiteral("libx264");
     }
     arguments << outFile;
-    runFFmpeg(arguments);
-    return QFile::exists(outFile);
+    return written(runFFmpeg(arguments), outFile);
 }
 
 bool FFmpegOps::VideoToPngSeq(const QVariantMap& args)
@@ -261,6 +262,14 @@ bool FFmpegOps::VideoToPngSeq(const QVariantMap& args)
                                  QStringLiteral("-r"), QStringLiteral("15"), saveDir + QStringLiteral("/%8d.png")};
     runFFmpeg(arguments);
     return QFile::exists(saveDir + QStringLiteral("/00000001.png"));
+}
+
+bool FFmpegOps::ReportsWriteError(const QString& report)
+{
+    for (const char* marker : {"No space left on device", "Disk quota exceeded", "Error writing trailer", "Error closing file"})
+        if (report.contains(QLatin1String(marker)))
+            return true;
+    return false;
 }
 
 double FFmpegOps::ParseDecodedSeconds(const QString& report)

@@ -1,6 +1,7 @@
 #pragma once
 // The ffmpeg operations the works delegate to: each builds one fixed argument list,
-// runs ffmpeg through CProcessWork and judges success by the output file.
+// runs ffmpeg through CProcessWork and judges success by the output file (the cutting,
+// joining and silence-removal ones also by ffmpeg's exit: what a failed run left is removed).
 
 #include "work/CProcessWork.h"
 
@@ -38,6 +39,7 @@ public:
     static void JpgSeqToVideo(const QString& picDir, const QString& outFile);
     static bool PngSeqToVideo(const QVariantMap& args);
     static bool RemoveSilence(const QVariantMap& args);
+    // "bPadEven" true pads a re-encoded cut to even sizes (for odd-sized sources).
     static bool CutSegment(const QVariantMap& args);
     static bool VideoToPngSeq(const QVariantMap& args);
 
@@ -54,6 +56,9 @@ public:
 
     // The silence intervals in ffmpeg's silencedetect report (its standard error).
     static QVariantList ParseSilence(const QString& report);
+    // Whether ffmpeg's report says it could not write its output whole (a full disk):
+    // it still exits with 0 then.
+    static bool ReportsWriteError(const QString& report);
     // The last "time=HH:MM:SS.ss" of ffmpeg's progress lines in seconds, or -1.
     static double ParseDecodedSeconds(const QString& report);
 };

@@ -68,14 +68,18 @@ private Q_SLOTS:
         QTEST(PubUtils::FormatSeconds(seconds, false, bFileName), "expected");
     }
 
+    // Choosing a name reserves it (an empty file), so the next choice moves on at once.
     void uniqueFilePathCountsUpTo99()
     {
         QTemporaryDir dir;
         for (int n = 0; n <= 100; ++n) {
-            const QString path = PubUtils::MakeUniqueFilePath(dir.path(), "v", n % 2 ? "mp4" : ".mp4");
+            bool reserved = false;
+            const QString path = PubUtils::MakeUniqueFilePath(dir.path(), "v", n % 2 ? "mp4" : ".mp4", &reserved);
             QCOMPARE(path, dir.filePath(n ? QString("v_%1.mp4").arg(qMin(n, 99)) : QString("v.mp4")));
-            QVERIFY(writeFile(path, "x"));
+            QCOMPARE(reserved, n < 100);
+            QVERIFY(QFileInfo(path).isFile());
         }
+        QVERIFY(!PubUtils::KeepOutput(dir.filePath("v.mp4")) && !QFileInfo::exists(dir.filePath("v.mp4")));
     }
 
     void tempWorkDirsAreUnique()

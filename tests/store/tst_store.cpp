@@ -192,6 +192,21 @@ private Q_SLOTS:
         // Closing checkpoints the log: the .fdb alone then holds every row (the host copies it).
         QVERIFY2(!QFileInfo::exists(mode + "-wal"), "no write-ahead log is left beside a closed model");
     }
+
+    // Two works measuring one file store the same rows: those are no error, other values are.
+    void sameMoveRowsTwice()
+    {
+        const QString mode = freshMode();
+        QCOMPARE(m_store->OpenModelTable(mode, 2), 0);
+        QList<MoveDataRow> rows{{0, 0, 0, {}}, {3, 120, 9, {}}};
+        QCOMPARE(m_store->InsertDataMoves(mode, rows), 0);
+        rows.append({6, 240, 1, {}});
+        QCOMPARE(m_store->InsertDataMoves(mode, rows), 0);
+        rows[1].diff = 8;
+        QCOMPARE(m_store->InsertDataMoves(mode, rows), -1);
+        QCOMPARE(Query(mode, "SELECT group_concat(id || ':' || diff) FROM tb_data_2"), QStringList{"0:0,3:9,6:1"});
+        QCOMPARE(m_store->CloseModelTable(mode), 0);
+    }
 };
 
 QTEST_GUILESS_MAIN(TstStore)

@@ -5,6 +5,8 @@
 #include "core/WorkTypes.h"
 #include "store/CDBStore.h"
 
+#include <QSqlQuery>
+
 #include <QtTest>
 
 #include <csignal>
@@ -161,7 +163,25 @@ private Q_SLOTS:
         QCOMPARE(CDBStore::GetInstance()->GetVideoFile(m_tmp.filePath("clip.bin"), record, true, 2), 0);
         const QVariantMap move = Zrwork({"list", "--store", store, "--model", "move"}).Json();
         QCOMPARE(move.value("rows").toList().value(0).toMap().value("sMd5").toString(), QString("9A0364B9E99BB480DD25E1F0284C8555"));
-        QCOMPARE(Zrwork({"list", "--store", store}).Json(), (QVariantMap{{"total", 0}, {"rows", QVariantList()}}));
+        QCOMPARE(Zrwork({"list", "--store", store, "--model", "face"}).Json(), (QVariantMap{{"total", 0}, {"rows", QVariantList()}}));
+        // Without --model every model is listed, each row naming its own.
+        const QVariantMap all = Zrwork({"list", "--store", store}).Json();
+        QCOMPARE(all.value("total").toInt(), 1);
+        QCOMPARE(all.value("rows").toList().value(0).toMap().value("sKind").toString(), QString("move"));
+
+        // A catalogue on a read-only disk is listed all the same (this process's row moved
+        // from the write-ahead log into the file first).
+        CDBStore::GetInstance()->CatalogueDatabase().exec("PRAGMA wal_checkpoint(TRUNCATE)");
+        const QString ro = m_tmp.filePath("ro");
+        QVERIFY(QDir().mkpath(ro));
+        if (QProcess::execute("mount", {"--bind", "-o", "ro", store, ro}) == 0) {
+            const Result listed = Zrwork({"list", "--store", ro});
+            QProcess::execute("umount", {ro});
+            QVERIFY2(listed.status == 0, listed.err.constData());
+            QCOMPARE(listed.Json().value("total").toInt(), 1);
+        } else {
+            qWarning("read-only listing not tried: a read-only bind mount needs root");
+        }
 
         // A mistyped folder is an error and stays uncreated; a damaged catalogue says why.
         const Result missing = Zrwork({"list", "--store", store + "x"});
@@ -194,6 +214,16 @@ private Q_SLOTS:
         QCOMPARE(cut.size(), found);
         // Stretch k starts at 4k s (file times read hhmmss).
         QCOMPARE(cut.last(), QTime(0, 0).addSecs((found - 1) * 4).toString("hhmmss") + QString("-%1.mp4").arg(found - 1));
+    }
+
+    // A work that writes no file fails with one line saying so, whatever its "resMsg".
+    void noOutputIsAFailure()
+    {
+        const Result r = Zrwork({"text", m_tmp.filePath("missing.wav"), "--save-dir", m_tmp.filePath("text")});
+        QCOMPARE(r.status, 1);
+        QCOMPARE(r.Json().value("res_data").toMap(), (QVariantMap{{"resMsg", ""}}));
+        QVERIFY2(r.err.startsWith("zrwork: the work failed: no output file was written"), r.err.constData());
+        QCOMPARE(r.err.count('\n'), 1);
     }
 
     // The shipped recogniser behind the defaults: the finished map, then the text read.

@@ -1,8 +1,8 @@
 #include "CPlayWindow.h"
 
+#include "AskWork.h"
 #include "CCliHost.h"
 #include "CDetWork.h"
-#include "CliCommon.h"
 
 #include <QBoxLayout>
 #include <QCloseEvent>

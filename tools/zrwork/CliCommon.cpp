@@ -1,7 +1,6 @@
 #include "CliCommon.h"
 
 #include "CCliHost.h"
-#include "CDetWork.h"
 #include "CParamParser.h"
 #include "WorkTypes.h"
 
@@ -12,6 +11,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegExp>
 #include <QStandardPaths>
 
 #include <cstdio>
@@ -24,7 +24,7 @@ const char kUsage[] =
     "  zrwork types\n"
     "  zrwork run TYPE [--param key=value ...] [--params file.json] [--verbose]\n"
     "  zrwork voice FILE --save-dir DIR [--decibel N] [--min-sec X] [--merge] [--join] [--verbose]\n"
-    "  zrwork list --store DIR [--model face|move] [--offset N] [--count N]\n"
+    "  zrwork list --store DIR [--model face|move] [--offset N] [--count N]   (every model unless --model)\n"
     "  zrwork text FILE --save-dir DIR [--verbose]   (speech to text; prints the text after the map)\n"
     "  zrwork unsilence FILE --save-dir DIR [--verbose]   (silence removal to an .mp3)\n"
     "  zrwork beautify FILE --save-dir DIR [--degree 0-6] [--details 1-5] [--opacity 1-99] [--white 0-5]\n"
@@ -56,9 +56,10 @@ const char kUsage[] =
 
 int Usage(const QString& error)
 {
-    if (!error.isEmpty())
-        std::fprintf(stderr, "zrwork: %s\n", error.toUtf8().constData());
-    std::fputs(kUsage, stderr);
+    if (error.isEmpty())
+        std::fputs(kUsage, stderr);
+    else
+        std::fprintf(stderr, "zrwork: %s\n(zrwork --help shows every command)\n", error.toUtf8().constData());
     return 2;
 }
 
@@ -198,6 +199,30 @@ QString WorkToolsDir()
     return QString();
 }
 
+namespace {
+
+// The message of the last Warn or Error line the library logged, if any.
+QString LastProblem()
+{
+    const QStringList problems = CCliHost::Problems();
+    if (problems.isEmpty())
+        return QString();
+    QString line = problems.last();
+    const QRegExp marker(QStringLiteral(" (Error>>>|Warn>>) "));
+    const int at = marker.indexIn(line);
+    return at < 0 ? line : line.mid(at + marker.matchedLength());
+}
+
+void SayFailure(const QVariantMap& finished, const QString& why)
+{
+    std::fprintf(stderr, "zrwork: the work failed: %s\n", why.toUtf8().constData());
+    const QString hint = finished.value(QStringLiteral("res_data")).toMap().value(QStringLiteral("sHint")).toString();
+    if (!hint.isEmpty())
+        std::fprintf(stderr, "zrwork: %s\n", hint.toUtf8().constData());
+}
+
+} // namespace
+
 QString StylesDir()
 {
     const QString tools = WorkToolsDir();
@@ -223,17 +248,31 @@ int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap
     PrintJson(map);
     if (finished)
         *finished = map;
+    const QString resMsg = map.value(QStringLiteral("res_data")).toMap().value(QStringLiteral("resMsg")).toString();
+    if (status != 0)
+        SayFailure(map, resMsg.isEmpty() ? QStringLiteral("no finished map arrived") : resMsg);
     return status;
 }
 
-QVariantMap AskWork(CDetWork* work, const QVariantMap& args)
+QString OutFile(const QVariantMap& finished)
 {
-    QVariantMap answer;
-    work->QueryWork(args, [&answer](const QVariantMap& m) {
-        answer = m;
-        return true;
-    });
-    return answer;
+    const QString key = QStringLiteral("sOutFile");
+    const QString result = finished.value(QStringLiteral("res_data")).toMap().value(key).toString();
+    return result.isEmpty() ? finished.value(QStringLiteral("user_data")).toMap().value(key).toString() : result;
+}
+
+int RunForFile(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished)
+{
+    QVariantMap map;
+    const int status = RunAndPrint(host, type, params, &map);
+    if (finished)
+        *finished = map;
+    if (status != 0 || !OutFile(map).isEmpty())
+        return status;
+    // Some works report a failed step only by leaving their output out.
+    const QString problem = LastProblem();
+    SayFailure(map, QStringLiteral("no output file was written") + (problem.isEmpty() ? QString() : QStringLiteral(" (") + problem + QLatin1Char(')')));
+    return 1;
 }
 
 } // namespace zrcli

@@ -8,11 +8,11 @@
 #include <QVariantMap>
 
 class CCliHost;
-class CDetWork;
 
 namespace zrcli {
 
-// Prints the error (if any) and the usage text on stderr; returns exit status 2.
+// Prints the error and how to see the help on stderr (the whole usage text when there
+// is no error); returns exit status 2.
 int Usage(const QString& error = QString());
 // The usage text on stdout.
 void PrintUsage();
@@ -49,9 +49,12 @@ QString StylesDir();
 QString StyleModel(const QString& nameOrPath);
 // Runs the work and prints its finished map; returns the exit status (0, 1, or 2
 // when no work of that type exists). *finished receives the map when given.
+// A failed work also gets one line on stderr: its word, and the hint it gave ("sHint").
 int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);
-
-// The work's answer to a question (QueryWork); empty when it gave none.
-QVariantMap AskWork(CDetWork* work, const QVariantMap& args);
+// RunAndPrint for the commands whose work writes a file: a finished map without
+// "sOutFile" (in "res_data" or "user_data") is a failure too, said in one line.
+int RunForFile(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);
+// The "sOutFile" of a finished map, from "res_data" or else "user_data"; empty when none.
+QString OutFile(const QVariantMap& finished);
 
 } // namespace zrcli

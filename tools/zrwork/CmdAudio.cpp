@@ -29,9 +29,11 @@ int CmdText(QStringList args)
         return Usage(QStringLiteral("no tool folder found beside zrwork; pass --param sWorkPath=DIR"));
     CCliHost host(verbose, AppData());
     QVariantMap finished;
-    status = RunAndPrint(host, 12, params, &finished);
-    QFile text(finished.value(QStringLiteral("res_data")).toMap().value(QStringLiteral("sOutFile")).toString());
-    if (status == 0 && text.open(QIODevice::ReadOnly)) {
+    status = RunForFile(host, 12, params, &finished);
+    if (status != 0)
+        return status;
+    QFile text(OutFile(finished));
+    if (text.open(QIODevice::ReadOnly)) {
         std::fwrite(text.readAll().constData(), 1, static_cast<size_t>(text.size()), stdout);
         std::fflush(stdout);
     }
@@ -46,7 +48,7 @@ int CmdUnsilence(QStringList args)
     if (status >= 0)
         return status;
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 9, params);
+    return RunForFile(host, 9, params);
 }
 
 } // namespace zrcli

@@ -21,23 +21,38 @@ bool IsPicture(const QString& file)
     return suffixes.contains(QFileInfo(file).suffix().toLower());
 }
 
+// An integer option, its parameter key and the range the work takes.
+struct NumberOption
+{
+    QString option;
+    QString key;
+    int low;
+    int high;
+};
+
 // Shared by the filter commands: FILE --save-dir DIR, the given numeric options, --param.
-// Fills params and returns -1, or returns the usage exit status.
+// Fills params and returns -1, or returns the usage exit status. Values out of range are
+// refused here, before any work starts.
 int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
-               const QList<QPair<QString, QString>>& numbers = {}, QString* model = nullptr)
+               const QList<NumberOption>& numbers = {}, QString* model = nullptr)
 {
     if (model && !TakeOption(args, QStringLiteral("--model"), model))
-        return Usage(QStringLiteral("an option is missing its value"));
-    for (const auto& number : numbers) {
+        return Usage(QStringLiteral("--model is missing its value"));
+    for (const NumberOption& number : numbers) {
         QString text;
-        if (!TakeOption(args, number.first, &text))
-            return Usage(QStringLiteral("an option is missing its value"));
+        if (!TakeOption(args, number.option, &text))
+            return Usage(QStringLiteral("%1 is missing its value").arg(number.option));
         if (text.isEmpty())
             continue;
         bool ok = false;
-        params.insert(number.second, text.toInt(&ok));
-        if (!ok)
-            return Usage(QStringLiteral("%1 wants an integer").arg(number.first));
+        const int value = text.toInt(&ok);
+        if (!ok || value < number.low || value > number.high)
+            return Usage(QStringLiteral("%1 wants an integer from %2 to %3, not %4")
+                             .arg(number.option)
+                             .arg(number.low)
+                             .arg(number.high)
+                             .arg(text));
+        params.insert(number.key, value);
     }
     const QString mustHave = model ? QStringLiteral(" --model NAME|PATH") : QString();
     const int usage = TakeFileCommand(args, command, params, verbose, mustHave);
@@ -59,14 +74,14 @@ int CmdBeautify(QStringList args)
                        {QStringLiteral("nWhite"), 2}};
     bool verbose = false;
     const int status = TakeCommon(args, "beautify", params, verbose,
-                                  {{QStringLiteral("--degree"), QStringLiteral("nDegree")},
-                                   {QStringLiteral("--details"), QStringLiteral("nDetails")},
-                                   {QStringLiteral("--opacity"), QStringLiteral("nOpacity")},
-                                   {QStringLiteral("--white"), QStringLiteral("nWhite")}});
+                                  {{QStringLiteral("--degree"), QStringLiteral("nDegree"), 0, 6},
+                                   {QStringLiteral("--details"), QStringLiteral("nDetails"), 1, 5},
+                                   {QStringLiteral("--opacity"), QStringLiteral("nOpacity"), 1, 99},
+                                   {QStringLiteral("--white"), QStringLiteral("nWhite"), 0, 5}});
     if (status >= 0)
         return status;
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 6, params);
+    return RunForFile(host, 6, params);
 }
 
 int CmdStyle(QStringList args)
@@ -77,11 +92,16 @@ int CmdStyle(QStringList args)
     const int status = TakeCommon(args, "style", params, verbose, {}, &model);
     if (status >= 0)
         return status;
+    // A bare name is one of the shipped networks; anything else must be a network file.
+    if (!QFileInfo(StyleModel(model)).isFile())
+        return Usage(model.contains(QLatin1Char('/'))
+                         ? QStringLiteral("--model %1: no such network file").arg(model)
+                         : QStringLiteral("--model %1: no such style (zrwork styles lists them)").arg(model));
     QVariantMap style = params.value(QStringLiteral("mapStyle")).toMap();
     style.insert(QStringLiteral("sModel"), StyleModel(model));
     params.insert(QStringLiteral("mapStyle"), style);
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 7, params);
+    return RunForFile(host, 7, params);
 }
 
 int CmdUpscale(QStringList args)
@@ -97,7 +117,7 @@ int CmdUpscale(QStringList args)
     if (!params.contains(QStringLiteral("sWorkExc")))
         params.insert(QStringLiteral("sWorkExc"), QStringLiteral("waifu2x"));
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 8, params);
+    return RunForFile(host, 8, params);
 }
 
 int CmdStyles()
@@ -122,12 +142,8 @@ int CmdReencode(QStringList args)
         return status;
     params.remove(QStringLiteral("bPicFlt"));
     CCliHost host(verbose, AppData());
-    QVariantMap finished;
-    const int result = RunAndPrint(host, 10, params, &finished);
     // This work reports a failed step only by leaving "sOutFile" out of its parameters.
-    if (result == 0 && !finished.value(QStringLiteral("user_data")).toMap().contains(QStringLiteral("sOutFile")))
-        return 1;
-    return result;
+    return RunForFile(host, 10, params);
 }
 
 } // namespace zrcli

@@ -21,10 +21,10 @@ int CmdOcr(QStringList args)
 
     CCliHost host(verbose, AppData());
     QVariantMap finished;
-    const int status = RunAndPrint(host, 15, params, &finished);
+    const int status = RunForFile(host, 15, params, &finished);
     if (status != 0)
         return status;
-    QFile text(finished.value(QStringLiteral("res_data")).toMap().value(QStringLiteral("sOutFile")).toString());
+    QFile text(OutFile(finished));
     if (text.open(QIODevice::ReadOnly)) {
         const QByteArray all = text.readAll();
         std::fwrite(all.constData(), 1, static_cast<size_t>(all.size()), stdout);

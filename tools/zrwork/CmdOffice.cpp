@@ -27,7 +27,7 @@ int RunConverter(QStringList args, const char* command, int type, const QString&
         return Usage(QStringLiteral("no tool folder found: pass --param sWorkExc=PROGRAM"));
 
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, type, params);
+    return RunForFile(host, type, params);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "CCliHost.h"
 #include "CPlayWindow.h"
+#include "AskWork.h"
 #include "CliCommon.h"
 
 #include <QApplication>

@@ -25,6 +25,7 @@
 #include <QStandardPaths>
 #include <QStringList>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -119,7 +120,7 @@ int CmdVoice(QStringList args)
 
 int CmdList(QStringList args)
 {
-    QString store, model = QStringLiteral("face"), offset = QStringLiteral("0"), count = QStringLiteral("100");
+    QString store, model, offset = QStringLiteral("0"), count = QStringLiteral("100");
     if (!TakeOption(args, QStringLiteral("--store"), &store) || !TakeOption(args, QStringLiteral("--model"), &model)
         || !TakeOption(args, QStringLiteral("--offset"), &offset) || !TakeOption(args, QStringLiteral("--count"), &count))
         return Usage(QStringLiteral("an option is missing its value"));
@@ -131,7 +132,7 @@ int CmdList(QStringList args)
     if (!okOffset || !okCount)
         return Usage(QStringLiteral("--offset and --count want integers"));
 
-    if (model != QLatin1String("face") && model != QLatin1String("move"))
+    if (!model.isEmpty() && model != QLatin1String("face") && model != QLatin1String("move"))
         return Usage(QStringLiteral("unknown model name %1 (face or move)").arg(model));
     // Listing must not write: a mistyped folder would otherwise become a new store.
     const QFileInfo storeDir(store);
@@ -147,12 +148,28 @@ int CmdList(QStringList args)
 
     CCliHost host(false, AppData());
     host.Lib()->InitModelStore(storeDir.absoluteFilePath());
-    qint64 total = 0;
+    // Without --model, every model's rows: face first, then move, with offset and count
+    // over the two lists as one; each row says its model in "sKind".
+    const QStringList models = model.isEmpty() ? QStringList{QStringLiteral("face"), QStringLiteral("move")}
+                                               : QStringList{model};
+    qint64 total = 0, skip = std::max<qint64>(nOffset, 0), left = std::max<qint64>(nCount, 0);
     QVariantList rows;
-    const bool ok = host.Lib()->ListVideoFiles(model, nOffset, nCount, &total, [&rows](const QVariantMap& row) {
-        rows.append(row);
-        return true;
-    });
+    bool ok = true;
+    for (const QString& kind : models) {
+        qint64 these = 0;
+        const qint64 before = rows.size();
+        ok = host.Lib()->ListVideoFiles(kind, skip, left, &these, [&rows, &kind](const QVariantMap& row) {
+            QVariantMap tagged = row;
+            tagged.insert(QStringLiteral("sKind"), kind);
+            rows.append(tagged);
+            return true;
+        });
+        if (!ok)
+            break;
+        total += these;
+        left -= rows.size() - before;
+        skip = std::max<qint64>(skip - these, 0);
+    }
     QVariantMap out;
     out.insert(QStringLiteral("total"), total);
     out.insert(QStringLiteral("rows"), rows);

@@ -125,9 +125,14 @@ void CDetColorWork::DoWork()
 
 bool CDetColorWork::WriteTimeline(const QString& saveDir, const QString& name, const QByteArray& csv)
 {
-    const QString path = PubUtils::MakeUniqueFilePath(saveDir, name + QStringLiteral("-colour"), QStringLiteral("csv"));
+    // The name is reserved (an empty file) when chosen; only a reserved one is written over.
+    bool reserved = false;
+    const QString path =
+        PubUtils::MakeUniqueFilePath(saveDir, name + QStringLiteral("-colour"), QStringLiteral("csv"), &reserved);
     QSaveFile file(path);
-    if (QFileInfo::exists(path) || !file.open(QIODevice::WriteOnly) || file.write(csv) != csv.size() || !file.commit()) {
+    if (!reserved || !file.open(QIODevice::WriteOnly) || file.write(csv) != csv.size() || !file.commit()) {
+        if (reserved)
+            QFile::remove(path);
         Fail("write_result_failed");
         return false;
     }

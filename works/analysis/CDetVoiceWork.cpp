@@ -74,18 +74,15 @@ void CDetVoiceWork::DoWork()
     const bool bMerge = m_mapParams.value(QStringLiteral("bMergeVideo")).toBool();
 
     const QString& input = InputFile();
-    bool existed = false;
     QString name;
     const QString folder = CSegmentFiles::MakeResultFolder(SaveDir(), input, QStringLiteral("detvoice"),
-                                                           FuncName("DoWork").constData(), &existed, &name);
+                                                           FuncName("DoWork").constData(), &name);
     if (folder.isEmpty())
         return Fail("save_dir_failed");
     m_mapResult.insert(QStringLiteral("sOutDir"), folder);
     // A run that cannot read its input, or cut none of its stretches, leaves no result
     // folder behind (no CSV naming files that do not exist).
     auto removeFolder = qScopeGuard([&] {
-        if (existed)
-            return;
         PubUtils::RemoveDir(folder);
         m_mapResult.remove(QStringLiteral("sOutDir"));
     });
@@ -110,6 +107,7 @@ void CDetVoiceWork::DoWork()
     const QVariantList segments = ComputeSegments(silences, dMinSec, nDuration, info.dDecoded);
 
     QVariantList requests;
+    const bool padEven = CSegmentFiles::HasOddSize(input);
     QFile csv(PubUtils::JoinPath(folder, name + QStringLiteral(".csv")));
     if (csv.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
         QTextStream out(&csv);
@@ -118,10 +116,15 @@ void CDetVoiceWork::DoWork()
             const QVariantMap seg = segments.at(k).toMap();
             const double start = seg.value(QStringLiteral("startTs")).toDouble();
             const double end = seg.value(QStringLiteral("endTs")).toDouble();
-            requests.append(CSegmentFiles::CutRequest(input, CSegmentFiles::SegmentPath(folder, start, k), start, end));
+            requests.append(
+                CSegmentFiles::CutRequest(input, CSegmentFiles::SegmentPath(folder, start, k), start, end, padEven));
             out << k << ',' << CSegmentFiles::FileTime(start) << ',' << CSegmentFiles::FileTime(end) << ','
                 << CSegmentFiles::General6(end - start) << '\n';
         }
+        out.flush();
+        // A CSV cut short (a full disk) would name files that are not there.
+        if (!csv.flush())
+            return Fail("write_failed");
     }
 
     int found = 0;

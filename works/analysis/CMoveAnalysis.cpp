@@ -133,8 +133,11 @@ QString CMoveAnalysis::Run(const std::function<bool()>& keepGoing, const std::fu
         if (!m_sModel.isEmpty())
             store->CloseModelTable(m_sModel);
     });
-    // Without an open store the work still measures; it only keeps nothing.
+    // Without a store the work still measures; it only keeps nothing. A store that was
+    // asked for and could not be opened is a failure, not a silent run without it.
     const bool useStore = !store->CataloguePath().isEmpty();
+    if (!useStore && !store->FailedStore().isEmpty())
+        return QStringLiteral("store_open_failed");
     VideoFileRecord record;
     qint64 resumeAfter = -1;
     bool complete = false;

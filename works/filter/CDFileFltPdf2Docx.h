@@ -11,4 +11,11 @@ public:
 
 protected:
     QStringList Arguments(const QString& in, const QString& out) const override;
+    // A password-protected PDF cannot be imported: says so.
+    QString FailureHint(const QString& in) const override;
+
+public:
+    // Whether the PDF at path declares an encryption dictionary ("/Encrypt" in its first
+    // or last 64 kB, where the trailers are).
+    static bool IsProtected(const QString& path);
 };

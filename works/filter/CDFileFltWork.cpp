@@ -1,5 +1,6 @@
 #include "works/filter/CDFileFltWork.h"
 
+#include "base/CLogWriter.h"
 #include "base/PubUtils.h"
 #include "work/CProcessWork.h"
 
@@ -39,19 +40,28 @@ void CDFileFltWork::DoWork()
 
     const QString& in = InputFile();
     // The base name stops at the first dot on purpose: "a.b.docx" gives "a.pdf".
-    const QString out = PubUtils::MakeUniqueFilePath(SaveDir(), QFileInfo(in).baseName(), QLatin1String(m_pExt));
+    // The name is reserved at once (an empty file), so works started together on
+    // same-named inputs write different files.
+    bool reserved = false;
+    const QString out = PubUtils::MakeUniqueFilePath(SaveDir(), QFileInfo(in).baseName(), QLatin1String(m_pExt), &reserved);
 
-    const bool outExisted = QFileInfo::exists(out);
     RunConverter(sWorkExc, Arguments(in, out), sWorkPath);
 
     // A stop ends the converter; whatever it left is not a result.
     if (!m_bWorking) {
-        if (!outExisted)
+        if (reserved)
             QFile::remove(out);
         return Fail("task_stopped");
     }
-    if (QFileInfo::exists(out))
+    // An empty file (the reservation, or what a full disk left) is no result and goes.
+    if (PubUtils::KeepOutput(out)) {
         m_mapResult.insert(QStringLiteral("sOutFile"), out);
-    else
-        Fail(m_pFailWord);
+        return;
+    }
+    const QString hint = FailureHint(in);
+    if (!hint.isEmpty()) {
+        m_mapResult.insert(QStringLiteral("sHint"), hint);
+        ZRLOG(WorkBaseData::LOG_WARN, FuncName("DoWork").constData(), "%s", hint.toUtf8().constData());
+    }
+    Fail(m_pFailWord);
 }

@@ -17,6 +17,8 @@ protected:
     virtual QStringList Arguments(const QString& in, const QString& out) const = 0;
     // Runs the converter to its end on the work's thread.
     virtual void RunConverter(const QString& program, const QStringList& arguments, const QString& workDir);
+    // Why the input may have failed, for the user ("sHint"); empty when nothing is known.
+    virtual QString FailureHint(const QString& in) const { Q_UNUSED(in) return QString(); }
 
     void DoWork() override;
 

@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QImage>
 #include <QPainter>
+#include <QScopeGuard>
 #include <QTextStream>
 
 using WorkBaseData::PubUtils;
@@ -66,7 +67,14 @@ void CDPicFltPic2Text::DoWork()
     const QString sWorkPath = m_mapParams.value(QStringLiteral("sWorkPath")).toString();
     const QString sWorkExc = m_mapParams.value(QStringLiteral("sWorkExc")).toString();
 
-    const QString outFile = PubUtils::MakeUniqueFilePath(sSaveDir, QFileInfo(sFile).baseName(), QStringLiteral(".txt"));
+    bool reserved = false;
+    const QString outFile =
+        PubUtils::MakeUniqueFilePath(sSaveDir, QFileInfo(sFile).baseName(), QStringLiteral(".txt"), &reserved);
+    // The name is held from the start (an empty file); a run that fails gives it back.
+    auto dropOut = qScopeGuard([&] {
+        if (reserved)
+            QFile::remove(outFile);
+    });
     // Absolute, because the recogniser runs in its own folder.
     const QString tempDir = QFileInfo(PubUtils::MakeTempWorkDir(sSaveDir)).absoluteFilePath();
     const QString jpg = tempDir + QStringLiteral("/1.jpg");
@@ -115,7 +123,14 @@ void CDPicFltPic2Text::DoWork()
         CopyResultLines(inText, outText);
     }
     in.close();
+    // A text cut short (a full disk) is no result. No text at all is one: nothing was read.
+    if (!out.flush() || out.error() != QFile::NoError) {
+        out.close();
+        QFile::remove(outFile);
+        return Stop("write_result_failed", "write txt failed", outFile);
+    }
     out.close();
+    dropOut.dismiss();
     m_mapResult.insert(QStringLiteral("sOutFile"), outFile);
     PubUtils::RemoveDir(tempDir);
 }

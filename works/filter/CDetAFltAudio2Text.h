@@ -13,4 +13,8 @@ public:
 protected:
     void DoWork() override;
     // As a failed sound extraction: no word, no "sOutFile".
+
+private:
+    // Copies the text whole into to (which may exist), or leaves to empty and says false.
+    static bool CopyText(const QString& from, const QString& to);
 };

@@ -36,6 +36,7 @@ void CDetAFltRnSilenceWork::DoWork()
 
     const QString out = PubUtils::MakeUniqueFilePath(SaveDir(), QFileInfo(sFile).baseName(), QStringLiteral(".mp3"));
     NotifyProgress(5);
+    // A failed run (no sound, a full disk) leaves neither the reserved name nor a partial .mp3.
     if (!FFmpegOps::RemoveSilence(QVariantMap{{QStringLiteral("inFile"), sFile}, {QStringLiteral("outFile"), out}}))
         return Fail("audioRemSilence_failed");
     // The output goes to the parameter map: hosts find it under "user_data".

@@ -108,15 +108,22 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     }
     const QString audio = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("audio") + base, QStringLiteral(".aac"));
     const QString video = PubUtils::MakeUniqueFilePath(tempDir, QStringLiteral("video") + base, QStringLiteral(".mp4"));
-    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, base, QStringLiteral(".mp4"));
-    const bool outExisted = QFileInfo::exists(out);
+    // The temporary folder is this run's own: its names need no reservation, and empty files
+    // left in it after a failure would only mislead.
+    QFile::remove(audio);
+    QFile::remove(video);
+    bool reserved = false;
+    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, base, QStringLiteral(".mp4"), &reserved);
+    // The name is held (an empty file) from the start; a run that fails gives it back.
+    auto dropOut = qScopeGuard([&] {
+        if (reserved)
+            QFile::remove(out);
+    });
     // After each step: a stop (which also ends the running tool) removes what the run
     // made, since it is no failure whose traces are kept; a failed step keeps them.
     const auto ended = [&](bool ok, const char* word) {
         if (!m_bWorking) {
             PubUtils::RemoveDir(tempDir);
-            if (!outExisted)
-                QFile::remove(out);
             Fail("task_stopped");
             return true;
         }
@@ -178,6 +185,7 @@ void CFrameSeqWork::RunVideo(const QString& sFile, const QString& sSaveDir)
     }
     NotifyProgress(m_stages.nAfterMerge);
 
+    dropOut.dismiss();
     (m_stages.bOutInParams ? m_mapParams : m_mapResult).insert(QStringLiteral("sOutFile"), out);
     PubUtils::RemoveDir(tempDir);
 }
@@ -189,11 +197,11 @@ void CFrameSeqWork::RunPicture(const QString& sFile, const QString& sSaveDir)
         return Fail("save_dir_failed");
     // A picture without a suffix is written as PNG: the encoder is chosen by the suffix.
     const QString suffix = input.suffix().isEmpty() ? QStringLiteral("png") : input.suffix();
-    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, input.baseName(), suffix);
+    bool reserved = false;
+    const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, input.baseName(), suffix, &reserved);
     // The name search gives up at _99 and hands back an existing file: never remove that one.
-    const bool existed = QFileInfo::exists(out);
-    if (!input.isFile() || !FilterPicture(sFile, out) || !QFileInfo(out).isFile() || !m_bWorking) {
-        if (!existed)
+    if (!input.isFile() || !FilterPicture(sFile, out) || !PubUtils::IsUsableInput(out) || !m_bWorking) {
+        if (reserved)
             QFile::remove(out);
         return Fail(m_bWorking ? "picfilter_failed" : "task_stopped");
     }

@@ -4,14 +4,15 @@
 
 #include <QProcess>
 
-inline bool MakeMoveClip(const QString& path, bool withAudio = false)
+inline bool MakeMoveClip(const QString& path, bool withAudio = false, const QString& size = "160x120",
+                         const QString& codec = "libx264")
 {
-    QStringList args{"-v", "error", "-y", "-f", "lavfi", "-i", "color=c=0x406080:s=160x120:r=10:d=10",
+    QStringList args{"-v", "error", "-y", "-f", "lavfi", "-i", "color=c=0x406080:s=" + size + ":r=10:d=10",
                      "-f", "lavfi", "-i", "color=c=white:s=40x40:r=10:d=10"};
     if (withAudio)
         args << "-f" << "lavfi" << "-i" << "sine=d=10";
     args << "-filter_complex"
          << "[0][1]overlay=x='if(lt(t,3),0,if(lt(t,5),(t-3)*60,if(lt(t,8),120,if(lt(t,9),120-(t-8)*120,0))))':y=40:eval=frame"
-         << "-c:v" << "libx264" << "-pix_fmt" << "yuv420p" << path;
+         << "-c:v" << codec << "-pix_fmt" << "yuv420p" << path;
     return QProcess::execute("ffmpeg", args) == 0;
 }

@@ -212,6 +212,30 @@ private Q_SLOTS:
                  QStringList{"0"});
     }
 
+    // Motion and split on one file at once share its model: the rows both measure are the same,
+    // and the first to end does not close the model under the other.
+    void twoWorksOneFile()
+    {
+        // Long enough for both to store rows while the other measures.
+        const QString clip = m_tmp.filePath("twice.mp4");
+        QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "testsrc=s=96x64:r=25:d=48", clip}), 0);
+        QVERIFY(m_pLib->InitModelStore(m_tmp.filePath("store")));
+        CDetWork* works[2] = {m_pLib->CreateWork(2), m_pLib->CreateWork(4)};
+        works[0]->SetParams({{"sFile", clip}});
+        works[1]->SetParams({{"sFile", clip}, {"sSaveDir", m_tmp.filePath("twice")}});
+        TestHost::Clear();
+        for (CDetWork* work : works)
+            work->StartWork();
+        QStringList words;
+        for (CDetWork* work : works) {
+            work->JoinWork(120000);
+            m_pLib->ReleaseWork(work);
+        }
+        for (const QVariant& finished : TestHost::Of(3))
+            words << finished.toMap().value("res_data").toMap().value("resMsg").toString();
+        QCOMPARE(words, (QStringList{"", ""}));
+    }
+
     // A model that refuses rows fails the run with nothing half-written. Once it takes rows again, a stopped
     // analysis keeps its rows but the newest, and the next run resumes to an uninterrupted run's rows.
     void storeFailsThenResumes()

@@ -178,14 +178,15 @@ private Q_SLOTS:
         QVERIFY2(QDir(dir + "/out").isEmpty(), "a failed run leaves no result folder behind");
     }
 
-    void saveFolderFallsBackToZorun()
+    // A name taken (here by a file), or by an earlier run, gives a new folder: runs never mix.
+    void takenNameGetsANewFolder()
     {
         const QString saveDir = m_tmp.filePath("blocked");
         QVERIFY(QDir().mkpath(saveDir) && TestFiles::Write(saveDir + "/talk", "")); // a file where the folder should go
-        QCOMPARE(Run(Params(m_sMedia, saveDir)).value("nFindNum").toInt(), 3);
-        const QString used = saveDir + "/" + QDir(saveDir).entryList({"zorun*"}).value(0);
-        QCOMPARE(TestHost::LogsWith("CDetVoiceWork::DoWork Warn>> mkdir save dir failed " + saveDir + "/talk use dir " + used).size(), 1);
-        QCOMPARE(TestFiles::Read(used + "/talk.csv").count('\n'), 4);
+        for (const QString name : {"talk_1", "talk_2"}) {
+            QCOMPARE(Run(Params(m_sMedia, saveDir)).value("sOutDir").toString(), saveDir + "/" + name);
+            QCOMPARE(TestFiles::Read(saveDir + "/" + name + "/" + name + ".csv").count('\n'), 4);
+        }
     }
 
     // A stop at the first cut ends the run: no further cut, no merge, and the join inside returns.

@@ -185,6 +185,20 @@ private Q_SLOTS:
         QCOMPARE(type == 12 ? TestFiles::Read(out) : probe.section('\n', 0, 0), text);
         QVERIFY2(type == 12 || qAbs(probe.section('\n', 1, 1).toDouble() - 3.0) < 0.3, qPrintable(probe));
     }
+
+    // A disk that fills while the .mp3 is written: ffmpeg still exits with 0, yet the run
+    // fails and leaves nothing behind.
+    void fullDisk()
+    {
+        const QString disk = m_tmp.filePath("full"), tone = m_tmp.filePath("tone.wav");
+        QVERIFY(QDir().mkpath(disk) && FFmpeg({"-f", "lavfi", "-i", "sine=d=30", tone}));
+        if (std::get<0>(Exec("mount", {"-t", "tmpfs", "-o", "size=64k", "tmpfs", disk})) != 0)
+            QSKIP("a small tmpfs cannot be mounted here (needs root)");
+        const auto unmount = qScopeGuard([&] { Exec("umount", {disk}); });
+        const QVariantMap finished = TestHost::RunFinished(9, {{"sFile", tone}, {"sSaveDir", disk}});
+        QCOMPARE(finished.value("res_data").toMap(), (QVariantMap{{"resMsg", "audioRemSilence_failed"}}));
+        QCOMPARE(QDir(disk).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
+    }
 };
 
 QTEST_GUILESS_MAIN(TstAudioWorks)
