@@ -21,6 +21,8 @@ pkgs=(
   npm openssl
   # the picture-text benchmark's reference engine
   tesseract-ocr tesseract-ocr-chi-sim tesseract-ocr-eng
+  # the batch benchmark's reference runner
+  parallel
 )
 
 SUDO=""

@@ -17,12 +17,20 @@ namespace {
 
 // The callback is a plain function, so what it needs lives here.
 std::atomic<bool> g_verbose{false};
-std::atomic<bool> g_interrupted{false};
+std::atomic<int> g_interrupts{0};
 std::atomic<bool> g_finished{false};
 QMutex g_lock;
 QVariantMap g_finishedMap;
 QStringList g_problems;
 int g_lastPercent = -1;
+CCliHost::Sink g_sink;
+const int kSignals[] = {SIGINT, SIGTERM,
+#if defined(SIGHUP)
+                        SIGHUP
+#else
+                        SIGINT
+#endif
+};
 
 bool StderrIsTerminal()
 {
@@ -33,9 +41,13 @@ bool StderrIsTerminal()
 #endif
 }
 
-void OnSigInt(int)
+void OnInterrupt(int signal)
 {
-    g_interrupted = true;
+    // Two were asked to stop gently; the third wants out now.
+    if (++g_interrupts >= 3) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
 }
 
 void ShowProgress(int pos, int max)
@@ -78,10 +90,14 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
 {
     const QVariantMap map = value.toMap();
     QMutexLocker locker(&g_lock);
+    if (kind == WorkLibRs_Log && map.value(QStringLiteral("log")).toString().contains(QRegExp(QStringLiteral(" (Error>>>|Warn>>) "))))
+        g_problems.append(map.value(QStringLiteral("log")).toString());
+    if (g_sink) {
+        g_sink(kind, map);
+        return;
+    }
     switch (kind) {
     case WorkLibRs_Log:
-        if (map.value(QStringLiteral("log")).toString().contains(QRegExp(QStringLiteral(" (Error>>>|Warn>>) "))))
-            g_problems.append(map.value(QStringLiteral("log")).toString());
         if (g_verbose) {
             std::fprintf(stderr, "%s%s\n", g_lastPercent >= 0 && StderrIsTerminal() ? "\n" : "",
                          map.value(QStringLiteral("log")).toString().toUtf8().constData());
@@ -95,6 +111,35 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
         g_finished = true;
         break;
     }
+}
+
+void CCliHost::SetSink(Sink sink)
+{
+    QMutexLocker locker(&g_lock);
+    g_sink = std::move(sink);
+}
+
+bool CCliHost::Verbose()
+{
+    return g_verbose;
+}
+
+CCliHost::Interrupts::Interrupts()
+{
+    g_interrupts = 0;
+    for (int i = 0; i < 3; ++i)
+        m_previous[i] = std::signal(kSignals[i], &OnInterrupt);
+}
+
+CCliHost::Interrupts::~Interrupts()
+{
+    for (int i = 2; i >= 0; --i)
+        std::signal(kSignals[i], m_previous[i]);
+}
+
+int CCliHost::Interrupts::Count()
+{
+    return g_interrupts;
 }
 
 QStringList CCliHost::Problems()
@@ -112,16 +157,15 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
         return 2;
     }
     g_finished = false;
-    g_interrupted = false;
     g_lastPercent = -1;
-    auto previous = std::signal(SIGINT, &OnSigInt);
+    const Interrupts interrupts;
 
     work->SetParams(params);
     work->StartWork();
     bool stopped = false;
     // The finished map is sent from inside the thread body, so it has arrived once the thread is done.
     while (!work->IsFinished()) {
-        if (g_interrupted && !stopped) {
+        if (Interrupts::Count() > 0 && !stopped) {
             std::fprintf(stderr, "\nstopping: the current step ends first\n");
             work->StopWork();
             stopped = true;
@@ -132,7 +176,6 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
     work->StopWork();
     work->JoinWork(60000);
     m_pLib->ReleaseWork(work);
-    std::signal(SIGINT, previous);
     if (g_lastPercent >= 0 && StderrIsTerminal())
         std::fprintf(stderr, "\n");
 

@@ -1,8 +1,11 @@
 #pragma once
 // The command-line host's side of the library: it owns the callback, renders progress
-// and log lines on stderr, and runs one work to its finished map.
+// and log lines on stderr, runs one work to its finished map, and hands the messages of
+// several works to a sink when a batch runs them.
 
 #include "CWorkLib.h"
+
+#include <functional>
 
 #include <QString>
 #include <QStringList>
@@ -22,6 +25,28 @@ public:
     // status: 0 when "resMsg" is empty, 1 when it names a failure, 2 when no work of
     // that type exists. *finished receives the finished map.
     int RunWork(int type, const QVariantMap& params, QVariantMap* finished);
+
+    // Receives every message instead of the one-work rendering while set; called on
+    // the works' threads, so it must be thread-safe. An empty sink restores the rendering.
+    using Sink = std::function<void(WorkLibRs, const QVariantMap&)>;
+    static void SetSink(Sink sink);
+    static bool Verbose();
+
+    // Counts SIGINT, SIGTERM and SIGHUP while it lives (a third one ends the process at
+    // once); the previous handlers come back when it goes.
+    class Interrupts
+    {
+    public:
+        Interrupts();
+        ~Interrupts();
+        Interrupts(const Interrupts&) = delete;
+        Interrupts& operator=(const Interrupts&) = delete;
+        static int Count();
+
+    private:
+        using Handler = void (*)(int);
+        Handler m_previous[3];
+    };
 
     // The library's warning and error lines since this host was made, to explain a
     // failure that an operation reports only as false.

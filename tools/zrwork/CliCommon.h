@@ -7,6 +7,8 @@
 #include <QVariant>
 #include <QVariantMap>
 
+#include <functional>
+
 class CCliHost;
 
 namespace zrcli {
@@ -35,13 +37,22 @@ bool TakeParams(QStringList& args, QVariantMap& params, QString* error);
 // DIR, --verbose and --param/--params out of args into params ("sFile" and "sSaveDir"
 // absolute; --param entries win over what params held). Returns -1, or the usage exit
 // status; what is added to the usage message names the command's other must-haves.
+// Several FILEs, a folder, --from-list or any batch option (--jobs, --journal, --events,
+// --summary, --recursive, --glob) make it a batch: RunAndPrint then runs every input.
 int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
                     const QString& mustHave = QString());
+// True between a TakeFileCommand that found a batch and the RunAndPrint that runs it.
+bool BatchPending();
 // The shipped tool folder: <bin>/../worktools in a build tree, else
 // <bin>/../lib/zrworklib/worktools in an install tree; empty when neither exists.
 QString WorkToolsDir();
+// Fills one input's parameters before its work starts ("sFile" is set already).
+using InputHook = std::function<void(QVariantMap& params)>;
 // Runs the work and prints its finished map; returns the exit status (0, 1, or 2
-// when no work of that type exists). *finished receives the map when given.
-int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr);
+// when no work of that type exists). *finished receives the map when given. After a
+// TakeFileCommand that found a batch it runs the batch instead, params serving every
+// input, and leaves *finished empty: what a command does with one result is for single runs.
+int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished = nullptr,
+                const InputHook& prepare = {});
 
 } // namespace zrcli

@@ -28,9 +28,10 @@ QString StylesDir()
 }
 
 // Shared by the filter commands: FILE --save-dir DIR, the given numeric options, --param.
-// Fills params and returns -1, or returns the usage exit status.
+// Fills params and returns -1, or returns the usage exit status. *pictureMode decides
+// picture mode again for each input of a batch.
 int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
-               const QList<QPair<QString, QString>>& numbers = {}, QString* model = nullptr)
+               const QList<QPair<QString, QString>>& numbers = {}, QString* model = nullptr, InputHook* pictureMode = nullptr)
 {
     if (model && !TakeOption(args, QStringLiteral("--model"), model))
         return Usage(QStringLiteral("an option is missing its value"));
@@ -50,10 +51,16 @@ int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool
     if (usage >= 0)
         return usage;
     if (model && model->isEmpty())
-        return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
+        return Usage(QStringLiteral("%1 needs a FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
     // --param bPicFlt=... still decides.
-    if (!params.contains(QStringLiteral("bPicFlt")))
-        params.insert(QStringLiteral("bPicFlt"), IsPicture(params.value(QStringLiteral("sFile")).toString()));
+    if (params.contains(QStringLiteral("bPicFlt")))
+        return -1;
+    params.insert(QStringLiteral("bPicFlt"), IsPicture(params.value(QStringLiteral("sFile")).toString()));
+    if (pictureMode) {
+        *pictureMode = [](QVariantMap& one) {
+            one.insert(QStringLiteral("bPicFlt"), IsPicture(one.value(QStringLiteral("sFile")).toString()));
+        };
+    }
     return -1;
 }
 
@@ -64,15 +71,17 @@ int CmdBeautify(QStringList args)
     QVariantMap params{{QStringLiteral("nDegree"), 3}, {QStringLiteral("nDetails"), 2}, {QStringLiteral("nOpacity"), 5},
                        {QStringLiteral("nWhite"), 2}};
     bool verbose = false;
+    InputHook pictureMode;
     const int status = TakeCommon(args, "beautify", params, verbose,
                                   {{QStringLiteral("--degree"), QStringLiteral("nDegree")},
                                    {QStringLiteral("--details"), QStringLiteral("nDetails")},
                                    {QStringLiteral("--opacity"), QStringLiteral("nOpacity")},
-                                   {QStringLiteral("--white"), QStringLiteral("nWhite")}});
+                                   {QStringLiteral("--white"), QStringLiteral("nWhite")}},
+                                  nullptr, &pictureMode);
     if (status >= 0)
         return status;
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 6, params);
+    return RunAndPrint(host, 6, params, nullptr, pictureMode);
 }
 
 int CmdStyle(QStringList args)
@@ -80,7 +89,8 @@ int CmdStyle(QStringList args)
     QVariantMap params;
     QString model;
     bool verbose = false;
-    const int status = TakeCommon(args, "style", params, verbose, {}, &model);
+    InputHook pictureMode;
+    const int status = TakeCommon(args, "style", params, verbose, {}, &model, &pictureMode);
     if (status >= 0)
         return status;
     // A bare name is one of the shipped networks.
@@ -91,14 +101,15 @@ int CmdStyle(QStringList args)
     style.insert(QStringLiteral("sModel"), QFileInfo(model).absoluteFilePath());
     params.insert(QStringLiteral("mapStyle"), style);
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 7, params);
+    return RunAndPrint(host, 7, params, nullptr, pictureMode);
 }
 
 int CmdUpscale(QStringList args)
 {
     QVariantMap params;
     bool verbose = false;
-    const int status = TakeCommon(args, "upscale", params, verbose);
+    InputHook pictureMode;
+    const int status = TakeCommon(args, "upscale", params, verbose, {}, nullptr, &pictureMode);
     if (status >= 0)
         return status;
     const QString tools = WorkToolsDir();
@@ -107,7 +118,7 @@ int CmdUpscale(QStringList args)
     if (!params.contains(QStringLiteral("sWorkExc")))
         params.insert(QStringLiteral("sWorkExc"), QStringLiteral("waifu2x"));
     CCliHost host(verbose, AppData());
-    return RunAndPrint(host, 8, params);
+    return RunAndPrint(host, 8, params, nullptr, pictureMode);
 }
 
 int CmdStyles()
@@ -134,8 +145,9 @@ int CmdReencode(QStringList args)
     CCliHost host(verbose, AppData());
     QVariantMap finished;
     const int result = RunAndPrint(host, 10, params, &finished);
-    // This work reports a failed step only by leaving "sOutFile" out of its parameters.
-    if (result == 0 && !finished.value(QStringLiteral("user_data")).toMap().contains(QStringLiteral("sOutFile")))
+    // This work reports a failed step only by leaving "sOutFile" out of its parameters
+    // (a batch judges each input so itself and leaves finished empty).
+    if (result == 0 && !finished.isEmpty() && !finished.value(QStringLiteral("user_data")).toMap().contains(QStringLiteral("sOutFile")))
         return 1;
     return result;
 }
