@@ -79,7 +79,7 @@ bool CBatchRunner::LoadInputs(QString* error)
     inputs.recursive = m_options.recursive;
     inputs.globs = m_options.globs;
     inputs.exclude = m_journal->Outputs() << journal;
-    inputs.excludeDir = QFileInfo(saveDir).absoluteFilePath();
+    inputs.excludeDir = saveDir.isEmpty() ? QString() : QFileInfo(saveDir).absoluteFilePath();
     const QStringList paths = CBatchInputs::Expand(inputs, error);
     if (!error->isEmpty())
         return false;
@@ -154,8 +154,10 @@ void CBatchRunner::Start(int index)
     Slot& slot = m_slots[index];
     QVariantMap params = m_params;
     params.insert(QStringLiteral("sFile"), slot.input);
-    if (m_prepare)
+    if (m_prepare) {
+        Erase(); // the command may have a word to say on stderr
         m_prepare(params);
+    }
     slot.entry.key = slot.key;
     slot.clock.start();
     slot.work = m_host.Lib()->CreateWork(m_nType);

@@ -190,6 +190,25 @@ int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params,
     return -1;
 }
 
+int TakeInputCommand(QStringList& args, const char* command, QVariantMap& params, const QString& journalDir,
+                     const QString& usageError)
+{
+    g_batch.reset();
+    CBatchOptions batch;
+    QString error;
+    if (!batch.Take(args, &error))
+        return Usage(error);
+    if ((batch.items.isEmpty() && batch.fromList.isEmpty()) || journalDir.isEmpty())
+        return Usage(usageError);
+    params.insert(QStringLiteral("sFile"), batch.items.isEmpty() ? QString() : QFileInfo(batch.items.first()).absoluteFilePath());
+    if (batch.IsSingle())
+        return -1;
+    if (batch.journal.isEmpty())
+        batch.journal = QFileInfo(journalDir).absoluteFilePath() + QStringLiteral("/zrwork-") + QLatin1String(command) + QStringLiteral(".journal");
+    g_batch = PendingBatch{batch, QLatin1String(command)};
+    return -1;
+}
+
 bool BatchPending()
 {
     return g_batch.has_value();

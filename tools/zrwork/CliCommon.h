@@ -41,6 +41,11 @@ bool TakeParams(QStringList& args, QVariantMap& params, QString* error);
 // --summary, --recursive, --glob) make it a batch: RunAndPrint then runs every input.
 int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
                     const QString& mustHave = QString());
+// The same shape for a command whose results go elsewhere than a save folder (the model
+// store, say): FILE or a batch's inputs into "sFile"; a batch's journal defaults to
+// journalDir. Returns -1, or the usage exit status with usageError.
+int TakeInputCommand(QStringList& args, const char* command, QVariantMap& params, const QString& journalDir,
+                     const QString& usageError);
 // True between a TakeFileCommand that found a batch and the RunAndPrint that runs it.
 bool BatchPending();
 // The shipped tool folder: <bin>/../worktools in a build tree, else
