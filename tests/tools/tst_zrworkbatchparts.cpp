@@ -22,7 +22,7 @@ private Q_SLOTS:
     void expandsFoldersAndLists()
     {
         QVERIFY(QDir().mkpath(P("in/sub/out")) && QDir().mkpath(P("in/sub/deeper")));
-        for (const char* name : {"in/b.mp4", "in/a.MP4", "in/notes.txt", "in/sub/c.mp4", "in/sub/out/made.mp4", "in/sub/deeper/d.mp4"})
+        for (const char* name : {"in/b.mp4", "in/a.MP4", "in/notes.txt", "in/.hidden.mp4", "in/zrwork-voice.journal", "in/sub/c.mp4", "in/sub/out/made.mp4", "in/sub/deeper/d.mp4"})
             QVERIFY(TestFiles::Write(P(name), "x"));
         QVERIFY(TestFiles::Write(P("list.txt"), "in/b.mp4\r\n\n  \n" + P("gone.mp4").toUtf8() + "\n"));
         CBatchInputs::Options options;
@@ -30,6 +30,9 @@ private Q_SLOTS:
         options.globs = QStringList{"*.mp4"};
         QString error;
         QCOMPARE(CBatchInputs::Expand(options, &error), (QStringList{P("in/a.MP4"), P("in/b.mp4")}));
+        options.globs.clear();
+        QCOMPARE(CBatchInputs::Expand(options, &error), (QStringList{P("in/a.MP4"), P("in/b.mp4"), P("in/notes.txt")}));
+        options.globs = QStringList{"*.mp4"};
         options.recursive = true;
         options.excludeDir = P("in/sub/out");
         options.exclude = QStringList{P("in/sub/c.mp4")};

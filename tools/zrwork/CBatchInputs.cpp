@@ -3,6 +3,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegExp>
 #include <QSet>
 
 #include <cstdio>
@@ -22,14 +23,16 @@ QStringList CBatchInputs::ParseList(const QByteArray& text)
 
 void CBatchInputs::AddFolder(const QString& dir, const Options& options, QStringList& out)
 {
+    // Hidden files (a desktop's folder notes, say) and batch journals are nobody's input.
+    static const QRegExp journal(QStringLiteral("zrwork-*.journal"), Qt::CaseSensitive, QRegExp::Wildcard);
     const QDir folder(dir);
-    const QDir::Filters hidden = QDir::Hidden | QDir::System;
-    const QStringList files = folder.entryList(options.globs, QDir::Files | hidden, QDir::Name);
-    for (const QString& name : files)
-        out.append(folder.absoluteFilePath(name));
+    for (const QString& name : folder.entryList(options.globs, QDir::Files, QDir::Name)) {
+        if (!journal.exactMatch(name))
+            out.append(folder.absoluteFilePath(name));
+    }
     if (!options.recursive)
         return;
-    for (const QString& name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot | hidden, QDir::Name)) {
+    for (const QString& name : folder.entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name)) {
         const QFileInfo sub(folder.absoluteFilePath(name));
         // A link back up the tree would never end.
         if (!sub.isSymLink() && sub.absoluteFilePath() != options.excludeDir)

@@ -18,7 +18,8 @@ public:
     };
 
     // Absolute paths in the order given, each once. A folder gives its files in name
-    // order (sub-folders too with recursive, after the folder's own files); a named path
+    // order (sub-folders too with recursive, after the folder's own files), leaving out
+    // hidden files and batch journals ("zrwork-*.journal"); a named path
     // that does not exist stays an input, so its work says why it cannot be read.
     // *error names a list file that cannot be read.
     static QStringList Expand(const Options& options, QString* error);

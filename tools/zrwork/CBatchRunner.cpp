@@ -218,8 +218,10 @@ void CBatchRunner::Finish(int index)
     entry.seconds = slot.clock.elapsed() / 1000.0;
     entry.outcome = CBatchOutcome::Word(m_nType, entry.map);
     entry.output = CBatchOutcome::Output(entry.map);
-    if (!m_journal->Append(entry))
-        Say(QStringLiteral("zrwork: the journal %1 cannot be written\n").arg(m_journal->File()).toUtf8());
+    if (!m_journal->Append(entry) && !m_bJournalLost) {
+        m_bJournalLost = true;
+        Say(QStringLiteral("zrwork: the journal %1 cannot be written: nothing of this run is recorded\n").arg(m_journal->File()).toUtf8());
+    }
     if (m_options.events) {
         Say(CBatchEvents::Finished(index, slot.input, entry.outcome, entry.output, entry.seconds, entry.map), true);
     } else if (!m_bTerminal) {

@@ -81,6 +81,7 @@ private:
     int m_nToRun = 0;
     bool m_bDraining = false;
     bool m_bStopping = false;
+    bool m_bJournalLost = false;
     const bool m_bTerminal;
     int m_nDrawn = 0;    // lines of the progress block on the terminal now
     qint64 m_nLastDraw = 0;
