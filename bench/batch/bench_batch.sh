@@ -14,12 +14,12 @@ command -v parallel >/dev/null || { echo "GNU parallel is missing: bash scripts/
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# A minute of speech with pauses (the sample recording, three times over), copied so
-# that every input is a file of its own.
+# A minute of speech with pauses (the sample recording over and over, cut at 60 s),
+# copied so that every input is a file of its own.
 bash "$here/../../scripts/make-sample.sh" "$work/one.mp4"
-printf "file '%s'\n" "$work/one.mp4" "$work/one.mp4" "$work/one.mp4" > "$work/list.txt"
+printf "file '%s'\n" "$work/one.mp4" "$work/one.mp4" "$work/one.mp4" "$work/one.mp4" > "$work/list.txt"
 mkdir -p "$work/in"
-ffmpeg -v error -y -f concat -safe 0 -i "$work/list.txt" -c copy "$work/in/talk01.mp4"
+ffmpeg -v error -y -f concat -safe 0 -i "$work/list.txt" -t 60 -c copy "$work/in/talk01.mp4"
 for i in $(seq -w 2 "$files"); do cp "$work/in/talk01.mp4" "$work/in/talk$i.mp4"; done
 seconds=$(ffprobe -v error -show_entries format=duration -of default=noprint_wrappers=1:nokey=1 "$work/in/talk01.mp4")
 
