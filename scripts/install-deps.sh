@@ -27,6 +27,8 @@ pkgs=(
   tesseract-ocr tesseract-ocr-chi-sim tesseract-ocr-eng
   # the preview window's test runs it on a virtual display
   xvfb xauth
+  # the batch benchmark's reference runner
+  parallel
 )
 
 SUDO=""

@@ -73,7 +73,9 @@ private Q_SLOTS:
         QTest::newRow("voice with nan") << QStringList{"voice", "x.mp4", "--save-dir", "d", "--min-sec", "nan"};
         QTest::newRow("list of an unknown model") << QStringList{"list", "--store", ".", "--model", "Face"};
         QTest::newRow("ocr without save dir") << QStringList{"ocr", "x.png"};
-        QTest::newRow("docx with two files") << QStringList{"docx", "a.pdf", "b.pdf", "--save-dir", "out"};
+        QTest::newRow("docx with an unknown option") << QStringList{"docx", "a.pdf", "--frobnicate", "--save-dir", "out"};
+        QTest::newRow("batch with no jobs") << QStringList{"ocr", "a.png", "b.png", "--save-dir", "out", "--jobs", "0"};
+        QTest::newRow("join over a batch") << QStringList{"voice", "a.mp4", "b.mp4", "--save-dir", "out", "--join"};
         QTest::newRow("play without input") << QStringList{"play", "--speed", "2"};
         QTest::newRow("play at a negative speed") << QStringList{"play", "x.mp4", "--speed", "-1"};
         QTest::newRow("play frames without times") << QStringList{"play", "x.mp4", "--frames", "d"};

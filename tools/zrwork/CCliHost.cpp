@@ -19,12 +19,20 @@ namespace {
 
 // The callback is a plain function, so what it needs lives here.
 std::atomic<bool> g_verbose{false};
-std::atomic<bool> g_interrupted{false};
+std::atomic<int> g_interrupts{0};
 std::atomic<bool> g_finished{false};
 QMutex g_lock;
 QVariantMap g_finishedMap;
 QStringList g_problems;
 int g_lastPercent = -1;
+CCliHost::Sink g_sink;
+const int kSignals[] = {SIGINT, SIGTERM,
+#if defined(SIGHUP)
+                        SIGHUP
+#else
+                        SIGINT
+#endif
+};
 
 bool StderrIsTerminal()
 {
@@ -35,9 +43,13 @@ bool StderrIsTerminal()
 #endif
 }
 
-void OnSigInt(int)
+void OnInterrupt(int signal)
 {
-    g_interrupted = true;
+    // Two were asked to stop gently; the third wants out now.
+    if (++g_interrupts >= 3) {
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+    }
 }
 
 void ShowProgress(int pos, int max)
@@ -82,10 +94,14 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
 {
     const QVariantMap map = value.toMap();
     QMutexLocker locker(&g_lock);
+    if (kind == WorkLibRs_Log && map.value(QStringLiteral("log")).toString().contains(QRegExp(QStringLiteral(" (Error>>>|Warn>>) "))))
+        g_problems.append(map.value(QStringLiteral("log")).toString());
+    if (g_sink) {
+        g_sink(kind, map);
+        return;
+    }
     switch (kind) {
     case WorkLibRs_Log:
-        if (map.value(QStringLiteral("log")).toString().contains(QRegExp(QStringLiteral(" (Error>>>|Warn>>) "))))
-            g_problems.append(map.value(QStringLiteral("log")).toString());
         if (g_verbose) {
             std::fprintf(stderr, "%s%s\n", g_lastPercent >= 0 && StderrIsTerminal() ? "\n" : "",
                          map.value(QStringLiteral("log")).toString().toUtf8().constData());
@@ -99,6 +115,35 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
         g_finished = true;
         break;
     }
+}
+
+void CCliHost::SetSink(Sink sink)
+{
+    QMutexLocker locker(&g_lock);
+    g_sink = std::move(sink);
+}
+
+bool CCliHost::Verbose()
+{
+    return g_verbose;
+}
+
+CCliHost::Interrupts::Interrupts()
+{
+    g_interrupts = 0;
+    for (int i = 0; i < 3; ++i)
+        m_previous[i] = std::signal(kSignals[i], &OnInterrupt);
+}
+
+CCliHost::Interrupts::~Interrupts()
+{
+    for (int i = 2; i >= 0; --i)
+        std::signal(kSignals[i], m_previous[i]);
+}
+
+int CCliHost::Interrupts::Count()
+{
+    return g_interrupts;
 }
 
 QStringList CCliHost::Problems()
@@ -115,7 +160,7 @@ int CCliHost::RunWork(int type, const QVariantMap& params, QVariantMap* finished
     bool stopped = false;
     // The finished map is sent from inside the thread body, so it has arrived once the thread is done.
     while (!work->IsFinished()) {
-        if (g_interrupted && !stopped) {
+        if (Interrupted() && !stopped) {
             std::fprintf(stderr, "\nstopping\n");
             work->StopWork();
             stopped = true;
@@ -135,15 +180,10 @@ CDetWork* CCliHost::Start(int type, const QVariantMap& params)
         return nullptr;
     }
     g_finished = false;
-    g_interrupted = false;
     g_lastPercent = -1;
     // A closed terminal, a `timeout` or a service stop ends the work as Ctrl-C does:
     // the library then ends the running tool, and nothing is left running.
-    m_previous[0] = std::signal(SIGINT, &OnSigInt);
-#if defined(Q_OS_UNIX)
-    m_previous[1] = std::signal(SIGTERM, &OnSigInt);
-    m_previous[2] = std::signal(SIGHUP, &OnSigInt);
-#endif
+    m_pInterrupts = std::make_unique<Interrupts>();
     work->SetParams(params);
     work->StartWork();
     return work;
@@ -151,7 +191,7 @@ CDetWork* CCliHost::Start(int type, const QVariantMap& params)
 
 bool CCliHost::Interrupted()
 {
-    return g_interrupted;
+    return Interrupts::Count() > 0;
 }
 
 int CCliHost::Finish(CDetWork* work, QVariantMap* finished)
@@ -159,11 +199,7 @@ int CCliHost::Finish(CDetWork* work, QVariantMap* finished)
     work->StopWork();
     work->JoinWork(60000);
     m_pLib->ReleaseWork(work);
-    std::signal(SIGINT, m_previous[0]);
-#if defined(Q_OS_UNIX)
-    std::signal(SIGTERM, m_previous[1]);
-    std::signal(SIGHUP, m_previous[2]);
-#endif
+    m_pInterrupts.reset();
     if (g_lastPercent >= 0 && StderrIsTerminal())
         std::fprintf(stderr, "\n");
 

@@ -1,12 +1,17 @@
 #pragma once
 // The command-line host's side of the library: it owns the callback, renders progress
-// and log lines on stderr, and runs one work to its finished map.
+// and log lines on stderr, runs one work to its finished map, and hands the messages of
+// several works to a sink when a batch runs them.
 
 #include "CWorkLib.h"
+
+#include <functional>
 
 #include <QString>
 #include <QStringList>
 #include <QVariantMap>
+
+#include <memory>
 
 class CCliHost
 {
@@ -28,8 +33,29 @@ public:
     // Finish stops, joins and releases it and gives RunWork's exit status.
     CDetWork* Start(int type, const QVariantMap& params);
     int Finish(CDetWork* work, QVariantMap* finished);
-    // Ctrl-C was pressed since Start.
+    // Ctrl-C (or SIGTERM, SIGHUP) came since Start.
     static bool Interrupted();
+    // Receives every message instead of the one-work rendering while set; called on
+    // the works' threads, so it must be thread-safe. An empty sink restores the rendering.
+    using Sink = std::function<void(WorkLibRs, const QVariantMap&)>;
+    static void SetSink(Sink sink);
+    static bool Verbose();
+
+    // Counts SIGINT, SIGTERM and SIGHUP while it lives (a third one ends the process at
+    // once); the previous handlers come back when it goes.
+    class Interrupts
+    {
+    public:
+        Interrupts();
+        ~Interrupts();
+        Interrupts(const Interrupts&) = delete;
+        Interrupts& operator=(const Interrupts&) = delete;
+        static int Count();
+
+    private:
+        using Handler = void (*)(int);
+        Handler m_previous[3];
+    };
 
     // The library's warning and error lines since this host was made, to explain a
     // failure that an operation reports only as false.
@@ -39,6 +65,6 @@ private:
     static void Callback(WorkLibRs kind, const QVariant& value);
 
     CWorkLib* m_pLib;
-    // The handlers of SIGINT, SIGTERM and SIGHUP before a run.
-    void (*m_previous[3])(int) = {nullptr, nullptr, nullptr};
+    // Counts the signals between Start and Finish.
+    std::unique_ptr<Interrupts> m_pInterrupts;
 };

@@ -1,5 +1,7 @@
 #include "CliCommon.h"
 
+#include "CBatchOptions.h"
+#include "CBatchRunner.h"
 #include "CCliHost.h"
 #include "CParamParser.h"
 #include "WorkTypes.h"
@@ -15,10 +17,20 @@
 #include <QStandardPaths>
 
 #include <cstdio>
+#include <optional>
 
 namespace zrcli {
 
 namespace {
+
+// What TakeFileCommand found for the RunAndPrint that follows it.
+struct PendingBatch
+{
+    CBatchOptions options;
+    QString verb;
+};
+std::optional<PendingBatch> g_batch;
+
 const char kUsage[] =
     "usage:\n"
     "  zrwork types\n"
@@ -51,6 +63,13 @@ const char kUsage[] =
     "Parameters are typed by the prefix of their key: s text, n integer, d number,\n"
     "b true/false, map or js (or a value starting with '{') a JSON object.\n"
     "Commands that name a FILE take --param/--params too, to add or override parameters.\n"
+    "They also run batches: several FILEs, a folder (FILE... may be folders), or both, with\n"
+    "  [--recursive] [--glob PATTERN ...] [--from-list LIST|-] [--jobs N] [--journal FILE]\n"
+    "  [--events] [--summary FILE.csv]\n"
+    "A batch prints each input's finished map as one JSON line, in the order of the inputs\n"
+    "(--events: JSON Lines of started, progress and finished events instead), then a summary\n"
+    "on stderr; its journal (default: SAVE_DIR/zrwork-<command>.journal) lets the same\n"
+    "command skip what is done and retry what failed. Exit status 0 only when all succeeded.\n"
     "The finished map is printed as JSON; the exit status is 0 when \"resMsg\" is empty.\n";
 } // namespace
 
@@ -172,20 +191,48 @@ bool TakeParams(QStringList& args, QVariantMap& params, QString* error)
 
 int TakeFileCommand(QStringList& args, const char* command, QVariantMap& params, bool& verbose, const QString& mustHave)
 {
+    g_batch.reset();
     verbose = TakeFlag(args, QStringLiteral("--verbose"));
     QString saveDir, error;
     QVariantMap overrides;
+    CBatchOptions batch;
     if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir))
         return Usage(QStringLiteral("--save-dir is missing its value"));
-    if (!TakeParams(args, overrides, &error))
+    if (!TakeParams(args, overrides, &error) || !batch.Take(args, &error))
         return Usage(error);
-    if (args.size() != 1 || saveDir.isEmpty())
-        return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
-    params.insert(QStringLiteral("sFile"), InputArg(args.first()));
+    if ((batch.items.isEmpty() && batch.fromList.isEmpty()) || saveDir.isEmpty())
+        return Usage(QStringLiteral("%1 needs a FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
+    params.insert(QStringLiteral("sFile"), batch.items.isEmpty() ? QString() : InputArg(batch.items.first()));
     params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
     for (auto it = overrides.cbegin(); it != overrides.cend(); ++it)
         params.insert(it.key(), it.value());
+    if (!batch.IsSingle())
+        g_batch = PendingBatch{batch, QLatin1String(command)};
     return -1;
+}
+
+int TakeInputCommand(QStringList& args, const char* command, QVariantMap& params, const QString& journalDir,
+                     const QString& usageError)
+{
+    g_batch.reset();
+    CBatchOptions batch;
+    QString error;
+    if (!batch.Take(args, &error))
+        return Usage(error);
+    if ((batch.items.isEmpty() && batch.fromList.isEmpty()) || journalDir.isEmpty())
+        return Usage(usageError);
+    params.insert(QStringLiteral("sFile"), batch.items.isEmpty() ? QString() : InputArg(batch.items.first()));
+    if (batch.IsSingle())
+        return -1;
+    if (batch.journal.isEmpty())
+        batch.journal = QFileInfo(journalDir).absoluteFilePath() + QStringLiteral("/zrwork-") + QLatin1String(command) + QStringLiteral(".journal");
+    g_batch = PendingBatch{batch, QLatin1String(command)};
+    return -1;
+}
+
+bool BatchPending()
+{
+    return g_batch.has_value();
 }
 
 QString WorkToolsDir()
@@ -237,10 +284,20 @@ QString StyleModel(const QString& nameOrPath)
     return QFileInfo(nameOrPath).absoluteFilePath();
 }
 
-int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished)
+int RunAndPrint(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished, const InputHook& prepare)
 {
+    if (g_batch) {
+        const PendingBatch batch = *g_batch;
+        g_batch.reset();
+        if (finished)
+            finished->clear();
+        return CBatchRunner(host, type, batch.verb, params, batch.options, prepare).Run();
+    }
+    QVariantMap one = params;
+    if (prepare)
+        prepare(one);
     QVariantMap map;
-    const int status = host.RunWork(type, params, &map);
+    const int status = host.RunWork(type, one, &map);
     if (status == 2) {
         std::fprintf(stderr, "zrwork: no work of type %d is available\n", type);
         return 2;
@@ -261,13 +318,15 @@ QString OutFile(const QVariantMap& finished)
     return result.isEmpty() ? finished.value(QStringLiteral("user_data")).toMap().value(key).toString() : result;
 }
 
-int RunForFile(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished)
+int RunForFile(CCliHost& host, int type, const QVariantMap& params, QVariantMap* finished, const InputHook& prepare)
 {
+    // A batch judges each input's output itself.
+    const bool batch = g_batch.has_value();
     QVariantMap map;
-    const int status = RunAndPrint(host, type, params, &map);
+    const int status = RunAndPrint(host, type, params, &map, prepare);
     if (finished)
         *finished = map;
-    if (status != 0 || !OutFile(map).isEmpty())
+    if (batch || status != 0 || !OutFile(map).isEmpty())
         return status;
     // Some works report a failed step only by leaving their output out.
     const QString problem = LastProblem();

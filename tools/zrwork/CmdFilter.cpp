@@ -32,9 +32,10 @@ struct NumberOption
 
 // Shared by the filter commands: FILE --save-dir DIR, the given numeric options, --param.
 // Fills params and returns -1, or returns the usage exit status. Values out of range are
-// refused here, before any work starts.
+// refused here, before any work starts. *pictureMode decides picture mode again for each
+// input of a batch.
 int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool& verbose,
-               const QList<NumberOption>& numbers = {}, QString* model = nullptr)
+               const QList<NumberOption>& numbers = {}, QString* model = nullptr, InputHook* pictureMode = nullptr)
 {
     if (model && !TakeOption(args, QStringLiteral("--model"), model))
         return Usage(QStringLiteral("--model is missing its value"));
@@ -59,10 +60,16 @@ int TakeCommon(QStringList& args, const char* command, QVariantMap& params, bool
     if (usage >= 0)
         return usage;
     if (model && model->isEmpty())
-        return Usage(QStringLiteral("%1 needs one FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
+        return Usage(QStringLiteral("%1 needs a FILE and --save-dir DIR%2").arg(QLatin1String(command), mustHave));
     // --param bPicFlt=... still decides.
-    if (!params.contains(QStringLiteral("bPicFlt")))
-        params.insert(QStringLiteral("bPicFlt"), IsPicture(params.value(QStringLiteral("sFile")).toString()));
+    if (params.contains(QStringLiteral("bPicFlt")))
+        return -1;
+    params.insert(QStringLiteral("bPicFlt"), IsPicture(params.value(QStringLiteral("sFile")).toString()));
+    if (pictureMode) {
+        *pictureMode = [](QVariantMap& one) {
+            one.insert(QStringLiteral("bPicFlt"), IsPicture(one.value(QStringLiteral("sFile")).toString()));
+        };
+    }
     return -1;
 }
 
@@ -73,15 +80,17 @@ int CmdBeautify(QStringList args)
     QVariantMap params{{QStringLiteral("nDegree"), 3}, {QStringLiteral("nDetails"), 2}, {QStringLiteral("nOpacity"), 5},
                        {QStringLiteral("nWhite"), 2}};
     bool verbose = false;
+    InputHook pictureMode;
     const int status = TakeCommon(args, "beautify", params, verbose,
                                   {{QStringLiteral("--degree"), QStringLiteral("nDegree"), 0, 6},
                                    {QStringLiteral("--details"), QStringLiteral("nDetails"), 1, 5},
                                    {QStringLiteral("--opacity"), QStringLiteral("nOpacity"), 1, 99},
-                                   {QStringLiteral("--white"), QStringLiteral("nWhite"), 0, 5}});
+                                   {QStringLiteral("--white"), QStringLiteral("nWhite"), 0, 5}},
+                                  nullptr, &pictureMode);
     if (status >= 0)
         return status;
     CCliHost host(verbose, AppData());
-    return RunForFile(host, 6, params);
+    return RunForFile(host, 6, params, nullptr, pictureMode);
 }
 
 int CmdStyle(QStringList args)
@@ -89,7 +98,8 @@ int CmdStyle(QStringList args)
     QVariantMap params;
     QString model;
     bool verbose = false;
-    const int status = TakeCommon(args, "style", params, verbose, {}, &model);
+    InputHook pictureMode;
+    const int status = TakeCommon(args, "style", params, verbose, {}, &model, &pictureMode);
     if (status >= 0)
         return status;
     // A bare name is one of the shipped networks; anything else must be a network file.
@@ -101,14 +111,15 @@ int CmdStyle(QStringList args)
     style.insert(QStringLiteral("sModel"), StyleModel(model));
     params.insert(QStringLiteral("mapStyle"), style);
     CCliHost host(verbose, AppData());
-    return RunForFile(host, 7, params);
+    return RunForFile(host, 7, params, nullptr, pictureMode);
 }
 
 int CmdUpscale(QStringList args)
 {
     QVariantMap params;
     bool verbose = false;
-    const int status = TakeCommon(args, "upscale", params, verbose);
+    InputHook pictureMode;
+    const int status = TakeCommon(args, "upscale", params, verbose, {}, nullptr, &pictureMode);
     if (status >= 0)
         return status;
     const QString tools = WorkToolsDir();
@@ -117,7 +128,7 @@ int CmdUpscale(QStringList args)
     if (!params.contains(QStringLiteral("sWorkExc")))
         params.insert(QStringLiteral("sWorkExc"), QStringLiteral("waifu2x"));
     CCliHost host(verbose, AppData());
-    return RunForFile(host, 8, params);
+    return RunForFile(host, 8, params, nullptr, pictureMode);
 }
 
 int CmdStyles()

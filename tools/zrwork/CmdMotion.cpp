@@ -70,9 +70,11 @@ int CmdMotion(QStringList args)
     int status = 0;
     if (!TakeMotionOptions(args, params, &status))
         return status;
-    if (args.size() != 1 || store.isEmpty())
-        return Usage(QStringLiteral("motion needs one FILE and --store DIR"));
-    params.insert(QStringLiteral("sFile"), InputArg(args.first()));
+    status = TakeInputCommand(args, "motion", params, store, QStringLiteral("motion needs a FILE and --store DIR"));
+    if (status >= 0)
+        return status;
+    if (!plot.isEmpty() && BatchPending())
+        return Usage(QStringLiteral("--plot draws the measure of one FILE"));
 
     CCliHost host(verbose, AppData());
     host.Lib()->InitModelStore(QFileInfo(store).absoluteFilePath());

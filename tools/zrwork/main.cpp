@@ -68,35 +68,37 @@ int CmdRun(QStringList args)
 
 int CmdVoice(QStringList args)
 {
-    const bool verbose = TakeFlag(args, QStringLiteral("--verbose"));
     const bool merge = TakeFlag(args, QStringLiteral("--merge"));
     const bool join = TakeFlag(args, QStringLiteral("--join"));
-    QString saveDir, decibel = QStringLiteral("30"), minSec = QStringLiteral("1");
-    if (!TakeOption(args, QStringLiteral("--save-dir"), &saveDir) || !TakeOption(args, QStringLiteral("--decibel"), &decibel)
-        || !TakeOption(args, QStringLiteral("--min-sec"), &minSec))
+    QString decibel = QStringLiteral("30"), minSec = QStringLiteral("1");
+    if (!TakeOption(args, QStringLiteral("--decibel"), &decibel) || !TakeOption(args, QStringLiteral("--min-sec"), &minSec))
         return Usage(QStringLiteral("an option is missing its value"));
-    if (args.size() != 1 || saveDir.isEmpty())
-        return Usage(QStringLiteral("voice needs one FILE and --save-dir DIR"));
-    QVariantMap typed;
+    QVariantMap params;
     QString error;
-    if (!CParamParser::ParseItem(QStringLiteral("nDecibel=") + decibel, typed, &error)
-        || !CParamParser::ParseItem(QStringLiteral("dMinSec=") + minSec, typed, &error))
+    if (!CParamParser::ParseItem(QStringLiteral("nDecibel=") + decibel, params, &error)
+        || !CParamParser::ParseItem(QStringLiteral("dMinSec=") + minSec, params, &error))
         return Usage(error);
-
-    const QString file = InputArg(args.first());
-    const qint64 seconds = MediaSeconds(file);
-    if (seconds < 0)
-        std::fprintf(stderr, "zrwork: cannot read the length of %s; going on with 0\n", file.toUtf8().constData());
-
-    QVariantMap params = typed;
-    params.insert(QStringLiteral("sFile"), file);
-    params.insert(QStringLiteral("sSaveDir"), QFileInfo(saveDir).absoluteFilePath());
-    params.insert(QStringLiteral("nDuration"), qMax<qint64>(seconds, 0));
     params.insert(QStringLiteral("bMergeVideo"), merge);
+    bool verbose = false;
+    const int usage = TakeFileCommand(args, "voice", params, verbose);
+    if (usage >= 0)
+        return usage;
+    if (join && BatchPending())
+        return Usage(QStringLiteral("--join joins the segments of one FILE"));
+
+    // The work cuts by the length it is told, so each input's own is read first.
+    const auto duration = [](QVariantMap& one) {
+        const QString file = one.value(QStringLiteral("sFile")).toString();
+        const qint64 seconds = MediaSeconds(file);
+        if (seconds < 0)
+            std::fprintf(stderr, "zrwork: cannot read the length of %s; going on with 0\n", file.toUtf8().constData());
+        one.insert(QStringLiteral("nDuration"), qMax<qint64>(seconds, 0));
+    };
+    const bool batch = BatchPending();
     CCliHost host(verbose, AppData());
     QVariantMap finished;
-    const int status = RunAndPrint(host, 5, params, &finished);
-    if (status != 0 || (!merge && !join))
+    const int status = RunAndPrint(host, 5, params, &finished, duration);
+    if (status != 0 || batch || (!merge && !join))
         return status;
 
     const QString folder = finished.value(QStringLiteral("res_data")).toMap().value(QStringLiteral("sOutDir")).toString();
