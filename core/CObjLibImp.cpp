@@ -6,6 +6,7 @@
 #include "store/CDBStore.h"
 #include "work/CWorkBase.h"
 // One header a row of the work table.
+#include "works/analysis/CDetFaceWork.h"
 #include "works/analysis/CDetMoveWork.h"
 #include "works/analysis/CDetVoiceWork.h"
 #include "works/analysis/CSplitMoveWork.h"

@@ -5,6 +5,7 @@
 #include "CliCommon.h"
 #include "CSegmentJoiner.h"
 #include "CmdAudio.h"
+#include "CmdFace.h"
 #include "CmdFilter.h"
 #include "CmdMotion.h"
 #include "CmdOcr.h"
@@ -195,6 +196,10 @@ int main(int argc, char** argv)
         return CmdMotion(args);
     if (command == QLatin1String("split"))
         return CmdSplit(args);
+    if (command == QLatin1String("faces"))
+        return CmdFaces(args);
+    if (command == QLatin1String("who"))
+        return CmdWho(args);
     if (command == QLatin1String("ocr"))
         return CmdOcr(args);
     if (command == QLatin1String("pdf"))

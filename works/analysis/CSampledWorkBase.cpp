@@ -2,6 +2,8 @@
 
 #include "work/ParamValues.h"
 
+#include <algorithm>
+
 CSampledWorkBase::CSampledWorkBase(int type, const Guards& guards)
     : CWorkBase(type, guards)
 {
@@ -9,12 +11,21 @@ CSampledWorkBase::CSampledWorkBase(int type, const Guards& guards)
 
 QVariantMap CSampledWorkBase::Normalise(const QVariantMap& params, int type, bool* ok)
 {
-    Q_UNUSED(type) // each work's own keys are added here by type
     *ok = true;
     QVariantMap out = params;
     ParamValues::Text(params, "sFile", out, ok);
     out.insert(QStringLiteral("nStep"), ParamValues::Int(params, "nStep", 0, 0, 6, ok));
     ParamValues::Text(params, "sSaveDir", out, ok);
+    if (type == 3) {
+        // The face work's keys (CDetFaceWork).
+        out.insert(QStringLiteral("nMinFace"), ParamValues::Int(params, "nMinFace", 80, 20, 4096, ok));
+        ParamValues::Text(params, "sPeople", out, ok);
+        ParamValues::Text(params, "sWorkPath", out, ok);
+        const double maxDist = ParamValues::NonNegative(params, "dMaxDist", 0.6, ok);
+        *ok = *ok && maxDist <= 2;
+        out.insert(QStringLiteral("dMaxDist"), std::min(maxDist, 2.0));
+        out.insert(QStringLiteral("dGapSec"), ParamValues::NonNegative(params, "dGapSec", 1.0, ok));
+    }
     return out;
 }
 
