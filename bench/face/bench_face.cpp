@@ -8,6 +8,7 @@
 //
 // Usage: bench_face [SECONDS, default 60] [STEP INDEXES, default 0,2,4,6]
 
+#include "base/CHostLink.h"
 #include "core/CData.h"
 #include "core/CObjLibImp.h"
 #include "store/CDBStore.h"

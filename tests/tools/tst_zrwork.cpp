@@ -62,7 +62,7 @@ private Q_SLOTS:
         QTest::newRow("unknown command") << QStringList{"frobnicate"};
         QTest::newRow("type not a number") << QStringList{"run", "five"};
         QTest::newRow("mistyped parameter") << QStringList{"run", "5", "--param", "nDecibel=loud"};
-        QTest::newRow("type without work") << QStringList{"run", "3"};
+        QTest::newRow("type without work") << QStringList{"run", "11"};
         QTest::newRow("voice without save dir") << QStringList{"voice", "x.mp4"};
         QTest::newRow("voice with nan") << QStringList{"voice", "x.mp4", "--save-dir", "d", "--min-sec", "nan"};
         QTest::newRow("list of an unknown model") << QStringList{"list", "--store", ".", "--model", "Face"};

@@ -4,6 +4,7 @@
 #include "store/CDBStore.h"
 #include "works/analysis/CFaceEngine.h"
 
+#include <algorithm>
 #include <limits>
 
 CFaceAnalysis::CFaceAnalysis(const QVariantMap& params, std::shared_ptr<CFaceEngine> engine)
