@@ -7,6 +7,7 @@
 #include "work/CWorkBase.h"
 // One header a row of the work table.
 #include "works/analysis/CDetColorWork.h"
+#include "works/analysis/CDetFaceWork.h"
 #include "works/analysis/CDetMoveWork.h"
 #include "works/analysis/CDetVoiceWork.h"
 #include "works/analysis/CSplitMoveWork.h"

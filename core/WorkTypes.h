@@ -18,6 +18,7 @@
     X(0, CDetPlayWork, Player, "play", "plays a video file or a capture device, optionally filtered, for a live preview") \
     X(1, CDetColorWork, Analysis, "colour", "measures the colour of a video, picture or camera; writes it white-balanced") \
     X(2, CDetMoveWork, Analysis, "motion", "finds where a video moves; keeps the per-frame measure in the file's model database") \
+    X(3, CDetFaceWork, Analysis, "faces", "finds the faces of a video or picture, tells who is who and when; keeps the marks in the file's model database") \
     X(4, CSplitMoveWork, Analysis, "split", "cuts each moving stretch of a video into a file of its own")             \
     X(5, CDetVoiceWork, Analysis, "voice", "cuts a recording into its voiced stretches, lists them in a CSV")        \
     X(6, CDetVFltResGainWork, VideoFilter, "beautify", "smooths skin and brightens every frame of a video, or one picture") \

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs and builds, then tours every available work through the command-line host
 # on samples made here: voice detection, speech to text, the picture and video filters,
-# the preview player, motion, colour, the document converters and picture text. Everything lands in demo-out/.
+# the preview player, motion, faces, colour, the document converters and picture text. Everything lands in demo-out/.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
 bash "$root/scripts/build.sh" "$root/build"
@@ -81,6 +81,26 @@ echo "colour of the tinted picture, then of the fixed one:"
 ffmpeg -v error -y -i "$fruits" -i "$col/tinted fruits.jpg" -i "$col/fixed/tinted fruits.jpg" \
   -filter_complex "[0][1][2]hstack=inputs=3,scale=iw/2:-1" "$col/compare.png"
 echo "original | tinted | white-balanced: $col/compare.png; per-second table: $col/fixed/tinted fruits-colour.csv"
+
+# Faces: two known people pasted into a generated clip (Grace Hopper from 2 s to 4 s,
+# Messi from 5 s to 6 s), named from a people folder of mirrored, resized pictures of
+# them; "who" then looks for Grace Hopper's picture in every analysed file of the store.
+faces=$out/faces
+grace=/usr/share/doc/facedetect/examples/grace_hopper_512x512.jpg
+mkdir -p "$faces/people/Grace Hopper" "$faces/people/Messi"
+ffmpeg -v error -y -i /usr/share/doc/opencv-doc/examples/data/messi5.jpg -vf crop=75:75:210:75,scale=160:160 "$faces/messi.png"
+ffmpeg -v error -y -i "$grace" -vf hflip,scale=300:300 "$faces/people/Grace Hopper/grace.jpg"
+ffmpeg -v error -y -i "$faces/messi.png" -vf hflip,scale=240:240 "$faces/people/Messi/messi.png"
+ffmpeg -v error -y -f lavfi -i color=c=0x406080:s=320x240:r=5:d=7 -i "$grace" -i "$faces/messi.png" -filter_complex \
+  "[1]scale=160:160[g];[0][g]overlay=20:40:enable='between(t,2,3.9)'[a];[a][2]overlay=140:40:enable='between(t,5,5.9)'" \
+  -c:v libx264 -pix_fmt yuv420p "$faces/two people.mp4"
+echo
+echo "people in $faces/two people.mp4 (their pictures in $faces/pictures):"
+"$root/build/bin/zrwork" faces "$faces/two people.mp4" --store "$out/store" --people "$faces/people" \
+  --save-dir "$faces/pictures" --min-face 50 2>/dev/null | sed '1,/^}/d'
+echo "files of the store that show $grace:"
+"$root/build/bin/zrwork" who "$grace" --store "$out/store" 2>&1 >/dev/null
+"$root/build/bin/zrwork" list --store "$out/store" --model face | grep '"sPath"'
 
 # Picture text: a picture with one Chinese and one English line (Noto Sans CJK), read by
 # the shipped recogniser through the picture text work.

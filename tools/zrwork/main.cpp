@@ -7,6 +7,7 @@
 #include "CmdAudio.h"
 #include "CmdColour.h"
 #include "CmdFetch.h"
+#include "CmdFace.h"
 #include "CmdFilter.h"
 #include "CmdMotion.h"
 #include "CmdOcr.h"
@@ -225,6 +226,10 @@ int main(int argc, char** argv)
         return CmdSplit(args);
     if (command == QLatin1String("colour"))
         return CmdColour(args);
+    if (command == QLatin1String("faces"))
+        return CmdFaces(args);
+    if (command == QLatin1String("who"))
+        return CmdWho(args);
     if (command == QLatin1String("ocr"))
         return CmdOcr(args);
     if (command == QLatin1String("pdf"))

@@ -10,9 +10,10 @@
  *
  * Every step-th frame is decoded to a picture and measured with CFrameDiff (frames in
  * between are only grabbed, never converted). When the host has called InitModelStore,
- * the file's catalogue row of type 2 is found or made, width, height and duration (in
- * milliseconds) are written to it, and one MoveDataRow per sampled frame goes to its
- * model file (id = frame number, time = milliseconds, diff = the measure, "psnr" = the
+ * the file's catalogue row of type 2 is found or made, width and height are written to
+ * it before the first frame and the duration (milliseconds) once the file was read to its
+ * end, and one MoveDataRow per sampled frame goes to its model file (id = frame number,
+ * time = the frame's own time stamp in milliseconds, diff = the measure, "psnr" = the
  * block of CMoveAnalysis::Block: magic "ZRM1", PSNR in dB against the previous sample,
  * the 64-bit signature, the step, the region, and an end mark on the last row), in
  * transactions of up to 500 rows. A run that was stopped or crashed resumes after

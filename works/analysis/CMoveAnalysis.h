@@ -1,28 +1,27 @@
 #pragma once
-// Finds where a video moves for the motion works: samples frames, measures each with
-// CFrameDiff, keeps the measure in the file's model database when the store is open,
-// resumes an interrupted analysis and answers an analysed file from its stored rows.
+// Finds where a video moves for the motion works: measures each sampled frame with
+// CFrameDiff; CSampledAnalysis samples, stores, resumes and answers from stored rows.
 
 #include "store/MoveDataRow.h"
-#include "store/VideoFileRecord.h"
+#include "works/analysis/CSampledAnalysis.h"
 
 #include <QString>
 #include <QVariantList>
 #include <QVariantMap>
 #include <QVector>
 
-#include <array>
-#include <functional>
+#include <opencv2/core.hpp>
 
-namespace cv {
-class VideoCapture;
-}
+#include <array>
+#include <memory>
+
+class CFrameDiff;
 
 /**
  * One analysis of one video with the normalised parameters of the motion works
  * (CMoveWorkBase::Normalise). Pure parts (events, block layout) are static.
  */
-class CMoveAnalysis
+class CMoveAnalysis : public CSampledAnalysis
 {
 public:
     /** One sampled frame: frame number, time in milliseconds, change measure (0..64). */
@@ -56,39 +55,34 @@ public:
      */
     static QVariantList FindEvents(const QVector<Sample>& samples, int level, double minSec, double gapSec);
 
-    /** Rows kept in memory before they go to the model in one transaction. */
-    static constexpr int kBatchRows = 500;
-
-    explicit CMoveAnalysis(const QVariantMap& params);
-
     /**
-     * Runs the analysis. keepGoing is asked between frames; progress gets 0..100 by
-     * frames read. Returns "" or a failure word: "read_input_failed",
-     * "store_write_failed", "task_stopped" (the rows measured so far are stored but
-     * the newest, which the resumed run measures again).
+     * Run() (CSampledAnalysis) gives "task_stopped" with the rows measured so far stored
+     * but the newest, which the resumed run measures again.
      */
-    QString Run(const std::function<bool()>& keepGoing, const std::function<void(int)>& progress);
+    explicit CMoveAnalysis(const QVariantMap& params);
+    ~CMoveAnalysis() override;
 
     const QVector<Sample>& Samples() const { return m_vSamples; }
     QVariantList Events() const;
-    /** Frames decoded by this run (0 when the stored rows answered). */
-    qint64 Decoded() const { return m_nDecoded; }
-    int FrameStep() const { return m_nStep; }
-    /** The model file the rows were read from or written to; empty without the store. */
-    QString Model() const { return m_sModel; }
+
+protected:
+    // Takes the rows when they were made with this step and region.
+    Stored TakeStored(const QString& model, const VideoFileRecord& record, qint64* resumeAfter, bool* complete) override;
+    // The next sample is measured against the last stored one, as in an uninterrupted run.
+    bool PrimeOnResume() const override { return true; }
+    // The newest row waits, so that the end of the video can still be marked on it.
+    int KeepBack() const override { return 1; }
+    QString Measure(const cv::Mat& frame, qint64 id, qint64 timeMs, bool keep) override;
+    int PendingRows() const override { return m_lstPending.size(); }
+    bool StoreRows(const QString& model, int keep) override;
+    void MarkEnd() override;
 
 private:
-    // Opens record's model and takes its rows when they were made with this step and
-    // region; "" or a failure word.
-    QString LoadStored(const VideoFileRecord& record, qint64* resumeAfter, bool* complete);
-    QString Decode(cv::VideoCapture& capture, const std::function<bool()>& keepGoing,
-                   const std::function<void(int)>& progress, qint64 resumeAfter, const VideoFileRecord& record);
-    bool Flush(QList<MoveDataRow>& pending, int keep);
-
     QVariantMap m_mapParams;
-    int m_nStep = 1;
     qint32 m_aRect[4] = {0, 0, 0, 0};
-    QString m_sModel;
     QVector<Sample> m_vSamples;
-    qint64 m_nDecoded = 0;
+    std::unique_ptr<CFrameDiff> m_pMeasure;
+    cv::Mat m_previousGrid;
+    Block m_block;
+    QList<MoveDataRow> m_lstPending;
 };

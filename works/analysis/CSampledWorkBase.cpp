@@ -2,6 +2,8 @@
 
 #include "work/ParamValues.h"
 
+#include <algorithm>
+
 CSampledWorkBase::CSampledWorkBase(int type, const Guards& guards)
     : CWorkBase(type, guards)
 {
@@ -18,6 +20,16 @@ QVariantMap CSampledWorkBase::Normalise(const QVariantMap& params, int type, boo
         out.insert(QStringLiteral("nColours"), ParamValues::Int(params, "nColours", 3, 1, 8, ok));
         out.insert(QStringLiteral("dSeconds"), ParamValues::NonNegative(params, "dSeconds", 0, ok));
         ParamValues::Bool(params, "bFix", out, ok);
+    }
+    if (type == 3) {
+        // The face work's keys (CDetFaceWork).
+        out.insert(QStringLiteral("nMinFace"), ParamValues::Int(params, "nMinFace", 80, 20, 4096, ok));
+        ParamValues::Text(params, "sPeople", out, ok);
+        ParamValues::Text(params, "sWorkPath", out, ok);
+        const double maxDist = ParamValues::NonNegative(params, "dMaxDist", 0.6, ok);
+        *ok = *ok && maxDist <= 2;
+        out.insert(QStringLiteral("dMaxDist"), std::min(maxDist, 2.0));
+        out.insert(QStringLiteral("dGapSec"), ParamValues::NonNegative(params, "dGapSec", 1.0, ok));
     }
     return out;
 }

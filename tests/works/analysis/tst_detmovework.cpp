@@ -256,6 +256,20 @@ private Q_SLOTS:
         QCOMPARE(StoreTest::Query(record.model, "SELECT group_concat(id || '@' || time || '=' || diff, ' ') FROM (SELECT * FROM tb_data_2 ORDER BY id)"),
                  QStringList{m_sStep3});
     }
+
+    // Times come from each frame's own stamp: 6 s at 5 fps, then 6 s at 30 fps with a box from 9.0 s.
+    void variableRate()
+    {
+        const QString clip = m_tmp.filePath("vfr.mp4");
+        QCOMPARE(QProcess::execute("ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "color=c=0x406080:s=160x120:r=5:d=6", "-f", "lavfi",
+                                              "-i", "color=c=0x406080:s=160x120:r=30:d=6", "-filter_complex",
+                                              "[1]drawbox=x=40:y=40:w=40:h=40:color=white:t=fill:enable='gte(t,3)'[b];[0][b]concat=n=2:v=1[v]",
+                                              "-map", "[v]", "-fps_mode", "vfr", "-c:v", "libx264", "-pix_fmt", "yuv420p", clip}), 0);
+        const QVariantMap result = TestHost::RunWork(2, {{"sFile", clip}});
+        QCOMPARE(result.value("lstEvents"), TestHost::Spans({{8.967, 9}}));
+        QCOMPARE(StoreTest::Query(CDBStore::GetInstance()->CataloguePath(),
+                                  "SELECT duration FROM tb_VideoFile_2 WHERE path LIKE '%/vfr.mp4'"), QStringList{"12000"});
+    }
 };
 
 QTEST_GUILESS_MAIN(TstDetMoveWork)
