@@ -42,6 +42,11 @@ class TstZrwork : public QObject
     Result Zrwork(const QStringList& args)
     {
         QProcess p;
+        // No platform plugin forced on the preview window: Qt's own allocations would fail
+        // sanitized runs of its usage errors.
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.remove("QT_QPA_PLATFORM");
+        p.setProcessEnvironment(env);
         p.start(m_sBin, args);
         if (!p.waitForFinished(120000))
             p.kill();
@@ -206,12 +211,13 @@ private Q_SLOTS:
         p.start("setsid", {m_sBin, "voice", media, "--save-dir", m_tmp.filePath("long-out"), "--min-sec", "0.5"});
         QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(folder + "/000004-1.mp4"), 60000);
         ::kill(-static_cast<pid_t>(p.processId()), SIGINT);
-        QVERIFY2(p.waitForFinished(60000), "Ctrl-C must end the run after the current step");
+        QVERIFY2(p.waitForFinished(60000), "Ctrl-C must end the run promptly");
         QCOMPARE(p.exitCode(), 1);
         const QVariantMap res = QJsonDocument::fromJson(p.readAllStandardOutput()).object().toVariantMap().value("res_data").toMap();
         QCOMPARE(res.value("resMsg").toString(), QString("task_stopped"));
         const int found = res.value("nFindNum").toInt();
-        QVERIFY2(found >= 2 && found < 30, "the stop came while cutting");
+        QVERIFY2(found >= 1 && found < 30, "the stop came while cutting");
+        // The cut the stop ended is removed: only whole segments stay.
         const QStringList cut = QDir(folder).entryList({"*.mp4"}, QDir::Files, QDir::Time | QDir::Reversed);
         QCOMPARE(cut.size(), found);
         // Stretch k starts at 4k s (file times read hhmmss).
