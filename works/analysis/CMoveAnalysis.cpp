@@ -169,11 +169,6 @@ void CMoveAnalysis::MarkEnd()
 
 bool CMoveAnalysis::StoreRows(const QString& model, int keep)
 {
-    if (m_lstPending.size() <= keep)
-        return true;
-    const QList<MoveDataRow> batch = m_lstPending.mid(0, m_lstPending.size() - keep);
-    if (CDBStore::GetInstance()->InsertDataMoves(model, batch) != 0)
-        return false;
-    m_lstPending = m_lstPending.mid(m_lstPending.size() - keep);
-    return true;
+    return StorePending(m_lstPending, keep,
+                        [&](const QList<MoveDataRow>& batch) { return CDBStore::GetInstance()->InsertDataMoves(model, batch); });
 }
