@@ -7,46 +7,24 @@
 //
 // Usage: bench_colour [RUNS] [video file, default a generated 30 s 1280x720 25 fps clip]
 
+#include "bench/BenchClip.h"
 #include "works/analysis/CColourMeasure.h"
 #include "works/analysis/CFrameSampler.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
-#include <QProcess>
 #include <QTemporaryDir>
 
 #include <opencv2/videoio.hpp>
 
 #include <algorithm>
 #include <cstdio>
-#include <functional>
 #include <vector>
 
+using BenchClip::BareDecode;
+using BenchClip::Median;
+using BenchClip::Seconds;
+
 namespace {
-
-double Seconds(const std::function<void()>& job)
-{
-    QElapsedTimer timer;
-    timer.start();
-    job();
-    return timer.nsecsElapsed() / 1e9;
-}
-
-double Median(std::vector<double> v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
-qint64 BareDecode(const QString& file)
-{
-    cv::VideoCapture capture(file.toStdString(), cv::CAP_FFMPEG);
-    cv::Mat frame;
-    qint64 frames = 0;
-    while (capture.read(frame))
-        ++frames;
-    return frames;
-}
 
 // The analysis loop of the colour work without its thread; the samples measured.
 qint64 Analyse(const QString& file, int step)
@@ -68,34 +46,17 @@ qint64 Analyse(const QString& file, int step)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const int runs = argc > 1 ? std::max(1, atoi(argv[1])) : 3;
+    const int runs = BenchClip::RunsArg(argc, argv);
     QTemporaryDir tmp;
-    QString file = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QString();
-    if (file.isEmpty()) {
-        file = tmp.filePath(QStringLiteral("clip.mp4"));
-        std::printf("making a 30 s 1280x720 25 fps clip ...\n");
-        std::fflush(stdout);
-        if (QProcess::execute(QStringLiteral("ffmpeg"),
-                              {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=1280x720:rate=25:duration=30",
-                               "-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv420p", file}) != 0) {
-            std::fprintf(stderr, "ffmpeg could not make the clip\n");
-            return 1;
-        }
-    }
+    const QString file = BenchClip::ClipArg(argc, argv, tmp, 30);
+    if (file.isEmpty())
+        return 1;
 
     qint64 frames = 0, samples = 0;
     std::vector<double> bare, step1;
-    for (int i = 0; i < runs; ++i) {
-        const auto runBare = [&] { bare.push_back(Seconds([&] { frames = BareDecode(file); })); };
-        const auto runStep1 = [&] { step1.push_back(Seconds([&] { samples = Analyse(file, 1); })); };
-        if (i % 2 == 0) {
-            runBare();
-            runStep1();
-        } else {
-            runStep1();
-            runBare();
-        }
-    }
+    BenchClip::TakeTurns(
+        runs, [&] { bare.push_back(Seconds([&] { frames = BareDecode(file); })); },
+        [&] { step1.push_back(Seconds([&] { samples = Analyse(file, 1); })); });
     const double bareS = Median(bare);
     std::printf("frames: %lld, runs: %d\n", static_cast<long long>(frames), runs);
     std::printf("bare decode loop:          %.3f s (%.0f frames/s)\n", bareS, frames / bareS);

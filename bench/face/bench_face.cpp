@@ -10,6 +10,7 @@
 // Usage: bench_face [SECONDS, default 60] [STEP INDEXES, default 0,2,4,6]
 
 #include "base/CHostLink.h"
+#include "bench/BenchClip.h"
 #include "core/CData.h"
 #include "core/CObjLibImp.h"
 #include "store/CDBStore.h"
@@ -18,7 +19,6 @@
 #include "works/analysis/CFaceEngine.h"
 
 #include <QCoreApplication>
-#include <QElapsedTimer>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -27,20 +27,13 @@
 #include <opencv2/videoio.hpp>
 
 #include <cstdio>
-#include <functional>
 #include <random>
+
+using BenchClip::Seconds;
 
 namespace {
 
 void Quiet(WorkLibRs, const QVariant&) {}
-
-double Seconds(const std::function<void()>& job)
-{
-    QElapsedTimer timer;
-    timer.start();
-    job();
-    return timer.nsecsElapsed() / 1e9;
-}
 
 } // namespace
 
@@ -78,12 +71,7 @@ int main(int argc, char** argv)
     }
 
     qint64 frames = 0;
-    const double bare = Seconds([&] {
-        cv::VideoCapture capture(clip.toStdString(), cv::CAP_FFMPEG);
-        cv::Mat frame;
-        while (capture.read(frame))
-            ++frames;
-    });
+    const double bare = Seconds([&] { frames = BenchClip::BareDecode(clip); });
     std::printf("clip: %d s of 1280x720 at 30 fps, %lld frames\n", seconds, static_cast<long long>(frames));
     std::printf("bare decode loop: %.2f s, %.1f frames/s\n", bare, frames / bare);
 

@@ -10,33 +10,27 @@
 //
 // Usage: bench_play [RUNS] [video file, default a generated 20 s 1280x720 25 fps clip]
 
+#include "bench/BenchClip.h"
 #include "core/CWorkLib.h"
 #include "works/filter/CDetPlayWork.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
-
-#include <opencv2/videoio.hpp>
 
 #include <algorithm>
 #include <cstdio>
 #include <functional>
 #include <vector>
 
+using BenchClip::BareDecode;
+using BenchClip::Median;
+using BenchClip::Seconds;
+
 namespace {
 
 void Quiet(WorkLibRs, const QVariant&) {}
-
-double Seconds(const std::function<void()>& job)
-{
-    QElapsedTimer timer;
-    timer.start();
-    job();
-    return timer.nsecsElapsed() / 1e9;
-}
 
 template <typename T>
 T Quantile(std::vector<T> v, double q)
@@ -45,16 +39,6 @@ T Quantile(std::vector<T> v, double q)
         return T();
     std::sort(v.begin(), v.end());
     return v[std::min(v.size() - 1, static_cast<size_t>(q * v.size()))];
-}
-
-qint64 BareDecode(const QString& file)
-{
-    cv::VideoCapture capture(file.toStdString(), cv::CAP_FFMPEG);
-    cv::Mat frame;
-    qint64 frames = 0;
-    while (capture.read(frame))
-        ++frames;
-    return frames;
 }
 
 // One whole run of the player; the frames it showed.
@@ -101,36 +85,19 @@ void PrintAges(const char* what, const std::vector<qint64>& ages)
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    const int runs = argc > 1 ? std::max(1, atoi(argv[1])) : 3;
+    const int runs = BenchClip::RunsArg(argc, argv);
     QTemporaryDir tmp;
     CreateWorkLib(&Quiet, QVariantMap{{QStringLiteral("appData"), tmp.path()}});
-    QString file = argc > 2 ? QString::fromLocal8Bit(argv[2]) : QString();
-    if (file.isEmpty()) {
-        file = tmp.filePath(QStringLiteral("clip.mp4"));
-        std::printf("making a 20 s 1280x720 25 fps clip ...\n");
-        std::fflush(stdout);
-        if (QProcess::execute(QStringLiteral("ffmpeg"),
-                              {"-v", "error", "-y", "-f", "lavfi", "-i", "testsrc2=size=1280x720:rate=25:duration=20",
-                               "-c:v", "libx264", "-preset", "veryfast", "-pix_fmt", "yuv420p", file}) != 0) {
-            std::fprintf(stderr, "ffmpeg could not make the clip\n");
-            return 1;
-        }
-    }
+    const QString file = BenchClip::ClipArg(argc, argv, tmp, 20);
+    if (file.isEmpty())
+        return 1;
 
     qint64 frames = 0, shown = 0;
     std::vector<double> bare, player;
-    for (int i = 0; i < runs; ++i) {
-        const auto runBare = [&] { bare.push_back(Seconds([&] { frames = BareDecode(file); })); };
-        const auto runPlayer = [&] { player.push_back(Seconds([&] { shown = Play(file, 0); })); };
-        if (i % 2 == 0) {
-            runBare();
-            runPlayer();
-        } else {
-            runPlayer();
-            runBare();
-        }
-    }
-    const double bareS = Quantile(bare, 0.5), playS = Quantile(player, 0.5);
+    BenchClip::TakeTurns(
+        runs, [&] { bare.push_back(Seconds([&] { frames = BareDecode(file); })); },
+        [&] { player.push_back(Seconds([&] { shown = Play(file, 0); })); });
+    const double bareS = Median(bare), playS = Median(player);
     std::printf("frames: %lld (player showed %lld), runs: %d\n", static_cast<long long>(frames),
                 static_cast<long long>(shown), runs);
     std::printf("bare decode loop:                        %.3f s (%.0f frames/s)\n", bareS, frames / bareS);

@@ -2,6 +2,7 @@
 
 #include "PlayClip.h"
 #include "TestFiles.h"
+#include "ZrworkProcess.h"
 #include "core/WorkTypes.h"
 #include "store/CDBStore.h"
 
@@ -14,13 +15,11 @@
 
 namespace {
 
-struct Result
+// The tool the work was given ("sWorkExc" as the run reports it).
+QString Exc(const ZrworkResult& r)
 {
-    int status = -1;
-    QByteArray out, err;
-    QVariantMap Json() const { return QJsonDocument::fromJson(out).object().toVariantMap(); }
-    QString Exc() const { return Json().value("user_data").toMap().value("sWorkExc").toString(); }
-};
+    return r.Json().value("user_data").toMap().value("sWorkExc").toString();
+}
 
 // A picture with a tone that sounds for 2 s out of every 4.
 bool MakeMedia(const QString& path, int seconds)
@@ -37,26 +36,12 @@ class TstZrwork : public QObject
     Q_OBJECT
 
     QTemporaryDir m_tmp;
-    const QString m_sBin = qEnvironmentVariable("ZRW_BIN_DIR") + "/zrwork";
-
-    Result Zrwork(const QStringList& args)
-    {
-        QProcess p;
-        // No platform plugin forced on the preview window: Qt's own allocations would fail
-        // sanitized runs of its usage errors.
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.remove("QT_QPA_PLATFORM");
-        p.setProcessEnvironment(env);
-        p.start(m_sBin, args);
-        if (!p.waitForFinished(120000))
-            p.kill();
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, p.readAllStandardOutput(), p.readAllStandardError()};
-    }
+    const QString m_sBin = ZrworkBin();
 
 private Q_SLOTS:
     void types()
     {
-        const Result r = Zrwork({"types"});
+        const ZrworkResult r = Zrwork({"types"});
         QCOMPARE(r.status, 0);
         const QStringList lines = QString::fromUtf8(r.out).split('\n', Qt::SkipEmptyParts);
         // One line a row of the work table, each available in the library zrwork runs on.
@@ -91,7 +76,7 @@ private Q_SLOTS:
     void usageErrors()
     {
         QFETCH(QStringList, args);
-        const Result r = Zrwork(args);
+        const ZrworkResult r = Zrwork(args);
         QCOMPARE(r.status, 2);
         QVERIFY2(r.out.isEmpty(), "nothing on stdout when no work ran");
     }
@@ -100,7 +85,7 @@ private Q_SLOTS:
     void fifoFailsAtOnce()
     {
         QCOMPARE(mkfifo(QFile::encodeName(m_tmp.filePath("fifo")).constData(), 0600), 0);
-        const Result r = Zrwork({"voice", m_tmp.filePath("fifo"), "--save-dir", m_tmp.path()});
+        const ZrworkResult r = Zrwork({"voice", m_tmp.filePath("fifo"), "--save-dir", m_tmp.path()});
         QCOMPARE(r.status, 1);
         QCOMPARE(r.Json().value("res_data").toMap().value("resMsg").toString(), QString("read_input_failed"));
         QCOMPARE(r.Json().value("nPos").toInt(), 100);
@@ -113,7 +98,7 @@ private Q_SLOTS:
     {
         const QString clip = m_tmp.filePath("bars clip.mp4"), dir = m_tmp.filePath("frames");
         QVERIFY(PlayClip::Make(clip));
-        const Result r = Zrwork({"play", clip, "--frames", dir, "--at", "0.5,1.04,9"});
+        const ZrworkResult r = Zrwork({"play", clip, "--frames", dir, "--at", "0.5,1.04,9"});
         QVERIFY2(r.status == 0, r.err.constData());
         const QStringList lines = QString::fromUtf8(r.out.mid(r.out.lastIndexOf("}\n") + 2)).split('\n', Qt::SkipEmptyParts);
         QCOMPARE(lines, (QStringList{dir + "/frame-000500.png\t480\t12", dir + "/frame-001040.png\t1040\t26",
@@ -123,7 +108,7 @@ private Q_SLOTS:
             QVERIFY(PlayClip::ShowsBars(picture));
             QCOMPARE(PlayClip::FrameOf(picture), frame);
         }
-        const Result missing = Zrwork({"play", m_tmp.filePath("gone.mp4"), "--frames", m_tmp.filePath("none"), "--at", "1"});
+        const ZrworkResult missing = Zrwork({"play", m_tmp.filePath("gone.mp4"), "--frames", m_tmp.filePath("none"), "--at", "1"});
         QCOMPARE(missing.status, 1);
         QVERIFY(missing.out.contains("\"resMsg\": \"read_input_failed\""));
         QVERIFY(QDir(m_tmp.filePath("none")).isEmpty());
@@ -133,8 +118,8 @@ private Q_SLOTS:
     void documentCommands()
     {
         const QString office = QFileInfo(qEnvironmentVariable("ZRW_BIN_DIR") + "/../worktools/office").canonicalFilePath();
-        QCOMPARE(Zrwork({"pdf", m_tmp.filePath("missing.docx"), "--save-dir", m_tmp.filePath("docs")}).Exc(), office + "/docx2pdf");
-        QCOMPARE(Zrwork({"docx", m_tmp.filePath("x.pdf"), "--save-dir", m_tmp.filePath("docs"), "--param", "sWorkExc=/bin/false"}).Exc(),
+        QCOMPARE(Exc(Zrwork({"pdf", m_tmp.filePath("missing.docx"), "--save-dir", m_tmp.filePath("docs")})), office + "/docx2pdf");
+        QCOMPARE(Exc(Zrwork({"docx", m_tmp.filePath("x.pdf"), "--save-dir", m_tmp.filePath("docs"), "--param", "sWorkExc=/bin/false"})),
                  QString("/bin/false"));
     }
 
@@ -142,7 +127,7 @@ private Q_SLOTS:
     {
         const QString media = m_tmp.filePath("my talk.mp4");
         QVERIFY(MakeMedia(media, 8));
-        const Result r = Zrwork({"voice", media, "--save-dir", m_tmp.filePath("out"), "--min-sec", "0.5", "--verbose",
+        const ZrworkResult r = Zrwork({"voice", media, "--save-dir", m_tmp.filePath("out"), "--min-sec", "0.5", "--verbose",
                                  "--merge", "--join"});
         QVERIFY2(r.status == 0, r.err.constData());
         const QVariantMap params = r.Json().value("user_data").toMap();
@@ -182,7 +167,7 @@ private Q_SLOTS:
         const QString ro = m_tmp.filePath("ro");
         QVERIFY(QDir().mkpath(ro));
         if (QProcess::execute("mount", {"--bind", "-o", "ro", store, ro}) == 0) {
-            const Result listed = Zrwork({"list", "--store", ro});
+            const ZrworkResult listed = Zrwork({"list", "--store", ro});
             QProcess::execute("umount", {ro});
             QVERIFY2(listed.status == 0, listed.err.constData());
             QCOMPARE(listed.Json().value("total").toInt(), 1);
@@ -191,13 +176,13 @@ private Q_SLOTS:
         }
 
         // A mistyped folder is an error and stays uncreated; a damaged catalogue says why.
-        const Result missing = Zrwork({"list", "--store", store + "x"});
+        const ZrworkResult missing = Zrwork({"list", "--store", store + "x"});
         QCOMPARE(missing.status, 1);
         QCOMPARE(missing.err, "zrwork: there is no store folder " + (store + "x").toUtf8() + "\n");
         QVERIFY(!QFileInfo::exists(store + "x"));
         QVERIFY(QDir().mkpath(m_tmp.filePath("bad/zrModelData")));
         QVERIFY(TestFiles::Write(m_tmp.filePath("bad/zrModelData/videofile.fdb"), "garbage"));
-        const Result damaged = Zrwork({"list", "--store", m_tmp.filePath("bad")});
+        const ZrworkResult damaged = Zrwork({"list", "--store", m_tmp.filePath("bad")});
         QCOMPARE(damaged.status, 1);
         QVERIFY2(damaged.err.contains("err file is not a database"), damaged.err.constData());
     }
@@ -227,7 +212,7 @@ private Q_SLOTS:
     // A work that writes no file fails with one line saying so, whatever its "resMsg".
     void noOutputIsAFailure()
     {
-        const Result r = Zrwork({"text", m_tmp.filePath("missing.wav"), "--save-dir", m_tmp.filePath("text")});
+        const ZrworkResult r = Zrwork({"text", m_tmp.filePath("missing.wav"), "--save-dir", m_tmp.filePath("text")});
         QCOMPARE(r.status, 1);
         QCOMPARE(r.Json().value("res_data").toMap(), (QVariantMap{{"resMsg", ""}}));
         QVERIFY2(r.err.startsWith("zrwork: the work failed: no output file was written"), r.err.constData());
@@ -242,7 +227,7 @@ private Q_SLOTS:
                                               "drawtext=fontfile=/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc:fontsize=40"
                                               ":x=30:y=30:text=Hello World 2024",
                                               picture}), 0);
-        const Result r = Zrwork({"ocr", picture, "--save-dir", m_tmp.filePath("ocr")});
+        const ZrworkResult r = Zrwork({"ocr", picture, "--save-dir", m_tmp.filePath("ocr")});
         QCOMPARE(r.status, 0);
         const QString out = QString::fromUtf8(r.out);
         QVERIFY2(out.endsWith("}\nHello World 2024\n"), qPrintable(out));

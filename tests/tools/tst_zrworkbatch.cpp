@@ -1,28 +1,13 @@
 // zrwork batches as a user runs them: real process, library, ffmpeg, files and signals.
 
 #include "TestFiles.h"
+#include "ZrworkProcess.h"
 
 #include <QtTest>
 
 #include <csignal>
 
 namespace {
-
-struct Result
-{
-    int status = -1;
-    QByteArray out, err;
-    // One JSON object a line; an empty map for a line that does not parse.
-    QVector<QVariantMap> Lines() const
-    {
-        QVector<QVariantMap> maps;
-        for (const QByteArray& line : out.split('\n')) {
-            if (!line.isEmpty())
-                maps.append(QJsonDocument::fromJson(line).object().toVariantMap());
-        }
-        return maps;
-    }
-};
 
 // A tone that sounds for 2 s out of every 4: one voiced stretch per 4 s.
 bool MakeClip(const QString& path, int seconds)
@@ -49,16 +34,7 @@ class TstZrworkBatch : public QObject
     Q_OBJECT
 
     QTemporaryDir m_tmp;
-    const QString m_sBin = qEnvironmentVariable("ZRW_BIN_DIR") + "/zrwork";
-
-    Result Zrwork(const QStringList& args)
-    {
-        QProcess p;
-        p.start(m_sBin, args);
-        if (!p.waitForFinished(120000))
-            p.kill();
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1, p.readAllStandardOutput(), p.readAllStandardError()};
-    }
+    const QString m_sBin = ZrworkBin();
 
     QStringList CutFiles(const QString& folder) const { return QDir(folder).entryList({"*.mp4"}, QDir::Files, QDir::Name); }
 
@@ -70,7 +46,7 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(m_tmp.filePath("clips")));
         for (int i = 0; i < names.size(); ++i)
             QVERIFY(MakeClip(m_tmp.filePath("clips/" + names.at(i)), 4 + 4 * (i % 2)));
-        const Result batch = Zrwork({"voice", m_tmp.filePath("clips"), "--save-dir", m_tmp.filePath("batch"), "--jobs", "2",
+        const ZrworkResult batch = Zrwork({"voice", m_tmp.filePath("clips"), "--save-dir", m_tmp.filePath("batch"), "--jobs", "2",
                                      "--min-sec", "0.5", "--glob", "*.m4a", "--summary", m_tmp.filePath("summary.csv")});
         QVERIFY2(batch.status == 0, batch.err.constData());
         const QVector<QVariantMap> maps = batch.Lines();
@@ -80,7 +56,7 @@ private Q_SLOTS:
         for (int i = 0; i < 5; ++i) {
             const QString input = m_tmp.filePath("clips/" + sorted.at(i));
             QCOMPARE(maps.at(i).value("user_data").toMap().value("sFile").toString(), input);
-            const Result single = Zrwork({"voice", input, "--save-dir", m_tmp.filePath("single"), "--min-sec", "0.5"});
+            const ZrworkResult single = Zrwork({"voice", input, "--save-dir", m_tmp.filePath("single"), "--min-sec", "0.5"});
             QCOMPARE(single.status, 0);
             const QVariantMap one = QJsonDocument::fromJson(single.out).object().toVariantMap();
             QCOMPARE(Res(maps.at(i)).value("nFindNum"), Res(one).value("nFindNum"));
@@ -112,7 +88,7 @@ private Q_SLOTS:
         QVERIFY(first.waitForFinished());
         QCOMPARE(LineCount(journal), 2);
 
-        const Result resumed = Zrwork(args + QStringList{"--events"});
+        const ZrworkResult resumed = Zrwork(args + QStringList{"--events"});
         QCOMPARE(resumed.status, 1);
         QStringList started, finished;
         for (const QVariantMap& event : resumed.Lines()) {
@@ -129,7 +105,7 @@ private Q_SLOTS:
         QCOMPARE(finished, (QStringList{"a.m4a skipped", "b.m4a skipped", "c.m4a ok", "d.m4a ok", "e notes.txt read_input_failed"}));
         QCOMPARE(LineCount(journal), 5);
 
-        const Result retried = Zrwork(args);
+        const ZrworkResult retried = Zrwork(args);
         QCOMPARE(retried.status, 1);
         QCOMPARE(retried.Lines().size(), 5); // the journal's maps for the four done, the new one for e
         QCOMPARE(Res(retried.Lines().at(4)).value("resMsg").toString(), QString("read_input_failed"));

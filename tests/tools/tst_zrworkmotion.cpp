@@ -1,9 +1,8 @@
 // zrwork's motion commands as a user runs them: real process, library, OpenCV, ffmpeg.
 
+#include "ZrworkProcess.h"
 #include "works/analysis/MoveTestUtil.h"
 
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QTemporaryDir>
 #include <QtTest>
 
@@ -16,12 +15,8 @@ class TstZrworkMotion : public QObject
     // Exit status and the printed map.
     QPair<int, QVariantMap> Zrwork(const QStringList& args)
     {
-        QProcess p;
-        p.start(qEnvironmentVariable("ZRW_BIN_DIR") + "/zrwork", args);
-        if (!p.waitForFinished(120000))
-            p.kill();
-        return {p.exitStatus() == QProcess::NormalExit ? p.exitCode() : -1,
-                QJsonDocument::fromJson(p.readAllStandardOutput()).object().toVariantMap()};
+        const ZrworkResult r = ::Zrwork(args);
+        return {r.status, r.Json()};
     }
 
 private Q_SLOTS:

@@ -23,15 +23,6 @@
 
 namespace {
 
-bool StderrIsTerminal()
-{
-#if defined(Q_OS_UNIX)
-    return isatty(STDERR_FILENO) != 0;
-#else
-    return false;
-#endif
-}
-
 int TerminalWidth()
 {
 #if defined(Q_OS_UNIX)
@@ -52,7 +43,7 @@ CBatchRunner::CBatchRunner(CCliHost& host, int type, const QString& verb, const 
     , m_params(params)
     , m_options(options)
     , m_prepare(std::move(prepare))
-    , m_bTerminal(StderrIsTerminal() && !options.events)
+    , m_bTerminal(CCliHost::StderrIsTerminal() && !options.events)
 {
 }
 

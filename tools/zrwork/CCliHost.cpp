@@ -34,15 +34,6 @@ const int kSignals[] = {SIGINT, SIGTERM,
 #endif
 };
 
-bool StderrIsTerminal()
-{
-#if defined(Q_OS_UNIX)
-    return isatty(STDERR_FILENO) != 0;
-#else
-    return false;
-#endif
-}
-
 void OnInterrupt(int signal)
 {
     // Two were asked to stop gently; the third wants out now.
@@ -58,7 +49,7 @@ void ShowProgress(int pos, int max)
     if (percent == g_lastPercent)
         return;
     g_lastPercent = percent;
-    if (StderrIsTerminal()) {
+    if (CCliHost::StderrIsTerminal()) {
         const int width = 40;
         const int filled = percent * width / 100;
         std::fprintf(stderr, "\r[%s%s] %3d%%", QByteArray(filled, '#').constData(),
@@ -103,7 +94,7 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
     switch (kind) {
     case WorkLibRs_Log:
         if (g_verbose) {
-            std::fprintf(stderr, "%s%s\n", g_lastPercent >= 0 && StderrIsTerminal() ? "\n" : "",
+            std::fprintf(stderr, "%s%s\n", g_lastPercent >= 0 && CCliHost::StderrIsTerminal() ? "\n" : "",
                          map.value(QStringLiteral("log")).toString().toUtf8().constData());
         }
         break;
@@ -115,6 +106,15 @@ void CCliHost::Callback(WorkLibRs kind, const QVariant& value)
         g_finished = true;
         break;
     }
+}
+
+bool CCliHost::StderrIsTerminal()
+{
+#if defined(Q_OS_UNIX)
+    return isatty(STDERR_FILENO) != 0;
+#else
+    return false;
+#endif
 }
 
 void CCliHost::SetSink(Sink sink)
@@ -200,7 +200,7 @@ int CCliHost::Finish(CDetWork* work, QVariantMap* finished)
     work->JoinWork(60000);
     m_pLib->ReleaseWork(work);
     m_pInterrupts.reset();
-    if (g_lastPercent >= 0 && StderrIsTerminal())
+    if (g_lastPercent >= 0 && CCliHost::StderrIsTerminal())
         std::fprintf(stderr, "\n");
 
     QMutexLocker locker(&g_lock);

@@ -40,6 +40,8 @@ public:
     using Sink = std::function<void(WorkLibRs, const QVariantMap&)>;
     static void SetSink(Sink sink);
     static bool Verbose();
+    // Progress is redrawn in place only on a terminal; elsewhere it goes out as plain lines.
+    static bool StderrIsTerminal();
 
     // Counts SIGINT, SIGTERM and SIGHUP while it lives (a third one ends the process at
     // once); the previous handlers come back when it goes.

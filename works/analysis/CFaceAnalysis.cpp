@@ -110,11 +110,6 @@ QString CFaceAnalysis::Measure(const cv::Mat& frame, qint64 id, qint64 timeMs, b
 
 bool CFaceAnalysis::StoreRows(const QString& model, int keep)
 {
-    if (m_lstPending.size() <= keep)
-        return true;
-    const QList<FaceDataRow> batch = m_lstPending.mid(0, m_lstPending.size() - keep);
-    if (CDBStore::GetInstance()->InsertDataFaces(model, batch) != 0)
-        return false;
-    m_lstPending = m_lstPending.mid(m_lstPending.size() - keep);
-    return true;
+    return StorePending(m_lstPending, keep,
+                        [&](const QList<FaceDataRow>& batch) { return CDBStore::GetInstance()->InsertDataFaces(model, batch); });
 }

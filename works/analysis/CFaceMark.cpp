@@ -1,25 +1,13 @@
 #include "works/analysis/CFaceMark.h"
 
-#include <QtEndian>
+#include "base/LittleEndian.h"
 
 #include <cstring>
 
 namespace {
 
-template <typename T>
-void Put(FaceDataRow::Mark& raw, int offset, T value)
-{
-    const T le = qToLittleEndian(value);
-    std::memcpy(raw.data() + offset, &le, sizeof le);
-}
-
-template <typename T>
-T Get(const FaceDataRow::Mark& raw, int offset)
-{
-    T le;
-    std::memcpy(&le, raw.data() + offset, sizeof le);
-    return qFromLittleEndian(le);
-}
+using LittleEndian::Get;
+using LittleEndian::Put;
 
 void PutFloat(FaceDataRow::Mark& raw, int offset, float value)
 {

@@ -1,10 +1,9 @@
 #include "works/analysis/CMoveAnalysis.h"
 
 #include "base/CHostLink.h"
+#include "base/LittleEndian.h"
 #include "store/CDBStore.h"
 #include "works/analysis/CFrameDiff.h"
-
-#include <QtEndian>
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
@@ -18,20 +17,8 @@ namespace {
 const char kMagic[] = "ZRM1";
 constexpr int kGridSize = 64;
 
-template <typename T>
-void Put(CMoveAnalysis::RawBlock& raw, int offset, T value)
-{
-    const T le = qToLittleEndian(value);
-    std::memcpy(raw.data() + offset, &le, sizeof le);
-}
-
-template <typename T>
-T Get(const CMoveAnalysis::RawBlock& raw, int offset)
-{
-    T le;
-    std::memcpy(&le, raw.data() + offset, sizeof le);
-    return qFromLittleEndian(le);
-}
+using LittleEndian::Get;
+using LittleEndian::Put;
 
 QVariantMap Event(qint64 startMs, qint64 endMs)
 {
@@ -182,11 +169,6 @@ void CMoveAnalysis::MarkEnd()
 
 bool CMoveAnalysis::StoreRows(const QString& model, int keep)
 {
-    if (m_lstPending.size() <= keep)
-        return true;
-    const QList<MoveDataRow> batch = m_lstPending.mid(0, m_lstPending.size() - keep);
-    if (CDBStore::GetInstance()->InsertDataMoves(model, batch) != 0)
-        return false;
-    m_lstPending = m_lstPending.mid(m_lstPending.size() - keep);
-    return true;
+    return StorePending(m_lstPending, keep,
+                        [&](const QList<MoveDataRow>& batch) { return CDBStore::GetInstance()->InsertDataMoves(model, batch); });
 }

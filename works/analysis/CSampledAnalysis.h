@@ -6,6 +6,7 @@
 
 #include "store/VideoFileRecord.h"
 
+#include <QList>
 #include <QString>
 
 #include <functional>
@@ -84,6 +85,22 @@ protected:
     virtual bool StoreRows(const QString& model, int keep) = 0;
     /** The file was read to its end: the newest pending row is the last. */
     virtual void MarkEnd() {}
+
+    /**
+     * StoreRows' body over a subclass' pending rows: all but the newest keep go to insert
+     * (the store's insert for the row type, 0 on success) as one batch, and leave pending
+     * only when it succeeded.
+     */
+    template <typename Row, typename Insert>
+    static bool StorePending(QList<Row>& pending, int keep, Insert insert)
+    {
+        if (pending.size() <= keep)
+            return true;
+        if (insert(pending.mid(0, pending.size() - keep)) != 0)
+            return false;
+        pending = pending.mid(pending.size() - keep);
+        return true;
+    }
 
     const QString& Path() const { return m_sPath; }
 
