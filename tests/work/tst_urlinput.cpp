@@ -63,6 +63,17 @@ private Q_SLOTS:
         QCOMPARE(TestHost::LogsWith("download failed download_not_found").size(), 1);
         QVERIFY(!QFileInfo::exists(m_tmp.filePath("missing")));
     }
+
+    // An address that answers a web page is fetched, then refused as no media by the work
+    // (the preview player here), with the input word.
+    void pageIsNoMedia()
+    {
+        QVERIFY(TestFiles::Write(m_tmp.filePath("media/page.html"), "<html><body>not a video</body></html>\n"));
+        const QString url = m_server.Url("/static/page.html");
+        const QVariantMap res = TestHost::RunWork(0, {{"sFile", url}});
+        QCOMPARE(res.value("resMsg").toString(), QString("read_input_failed"));
+        QCOMPARE(res.value("sSourceUrl").toString(), url);
+    }
 };
 
 QTEST_GUILESS_MAIN(TstUrlInput)
