@@ -5,7 +5,7 @@
 #include <algorithm>
 
 CDFileFltPdf2Docx::CDFileFltPdf2Docx()
-    : CDFileFltWork(13, ".docx", "pdf2docx_failed")
+    : CDFileFltWork(13, ".docx", "task_failed")
 {
 }
 

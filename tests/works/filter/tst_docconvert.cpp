@@ -90,8 +90,8 @@ private Q_SLOTS:
         QTest::newRow("converter fails") << 14 << QByteArray("exit 3") << "x" << "out" << QStringList{failed};
         QTest::newRow("no converter") << 14 << QByteArray() << "x" << "out" << QStringList{failed};
         QTest::newRow("missing") << 14 << shipped << "<none>" << "out" << QStringList{failed};
-        QTest::newRow("empty") << 13 << shipped << "" << "out" << QStringList{"pdf2docx_failed"};
-        QTest::newRow("not a document") << 13 << shipped << "just text\n" << "out" << QStringList{"pdf2docx_failed"};
+        QTest::newRow("empty") << 13 << shipped << "" << "out" << QStringList{"task_failed"};
+        QTest::newRow("not a document") << 13 << shipped << "just text\n" << "out" << QStringList{"task_failed"};
         QTest::newRow("no save dir") << 14 << shipped << "x" << "" << QStringList{"save_dir_failed"};
         QTest::newRow("save dir below a file") << 13 << shipped << "x" << "plain/out" << QStringList{"save_dir_failed"};
     }
