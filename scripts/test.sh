@@ -7,6 +7,7 @@ if [ "${ZRW_SANITIZE:-0}" = 1 ]; then
   dir=$root/build-asan
   BUILD_TYPE=Debug bash "$root/scripts/build.sh" "$dir" -DZRW_SANITIZE=ON -DZRW_BUILD_BENCH=OFF
   export ASAN_OPTIONS=detect_leaks=1
+  export LSAN_OPTIONS=suppressions=$root/tests/lsan.supp:print_suppressions=0
   export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 else
   dir=$root/build
