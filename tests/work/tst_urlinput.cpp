@@ -4,6 +4,7 @@
 #include "HttpTestServer.h"
 #include "TestFiles.h"
 #include "TestHost.h"
+#include "ZrworkProcess.h"
 #include "work/CUrlInput.h"
 
 #include <QtTest>
@@ -73,6 +74,35 @@ private Q_SLOTS:
         const QVariantMap res = TestHost::RunWork(0, {{"sFile", url}});
         QCOMPARE(res.value("resMsg").toString(), QString("read_input_failed"));
         QCOMPARE(res.value("sSourceUrl").toString(), url);
+    }
+
+    // zrwork fetch: the file whole under its own name, or the download's word and no file.
+    void zrworkFetch_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("resMsg");
+        QTest::newRow("whole") << "/static/talk.mkv" << 0 << "";
+        QTest::newRow("missing") << "/static/none.mkv" << 1 << "download_not_found";
+    }
+
+    void zrworkFetch()
+    {
+        QFETCH(QString, path);
+        QFETCH(int, status);
+        QFETCH(QString, resMsg);
+        const QString dir = m_tmp.filePath(QString("fetched-") + QTest::currentDataTag());
+        const ZrworkResult r = Zrwork({"fetch", m_server.Url(path), "--save-dir", dir});
+        QCOMPARE(r.status, status);
+        QCOMPARE(r.Json().value("resMsg").toString(), resMsg);
+        const QStringList files = QDir(dir).entryList(QDir::Files);
+        QCOMPARE(files, status == 0 ? QStringList{"talk.mkv"} : QStringList());
+        const auto bytes = [](const QString& file) {
+            QFile f(file);
+            return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
+        };
+        if (status == 0)
+            QCOMPARE(bytes(dir + "/talk.mkv"), bytes(m_tmp.filePath("media/talk.mkv")));
     }
 };
 
