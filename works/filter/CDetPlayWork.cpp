@@ -32,6 +32,7 @@ CWorkBase::Guards PlayGuards()
 {
     CWorkBase::Guards guards;
     guards.bCheckInput = false; // a device run has no "sFile"; DoWork judges the file
+    guards.bDeviceInput = true; // a device may come as "sFile" too, as for the colour work
     guards.bNeedSaveDir = false;
     return guards;
 }
@@ -203,7 +204,9 @@ bool CDetPlayWork::QueryWork(const QVariantMap& args, std::function<bool(const Q
 
 const char* CDetPlayWork::Open(cv::VideoCapture& capture, bool* device)
 {
-    const QString name = m_mapParams.value(QStringLiteral("sDevice")).toString();
+    QString name = m_mapParams.value(QStringLiteral("sDevice")).toString();
+    if (name.isEmpty() && PubUtils::IsCaptureDeviceName(InputFile()))
+        name = InputFile(); // "0".."99" or /dev/videoN; a file of that name is given as ./0
     *device = !name.isEmpty();
     if (!*device) {
         // Files only, through FFmpeg: no camera or pipeline back end gets a file name.

@@ -250,6 +250,7 @@ private Q_SLOTS:
         QTest::newRow("folder") << QVariantMap{{"sFile", m_tmp.path()}} << "read_input_failed";
         QTest::newRow("no such device index") << QVariantMap{{"sDevice", "97"}} << "open_device_failed";
         QTest::newRow("no such device node") << QVariantMap{{"sDevice", "/dev/video97"}} << "open_device_failed";
+        QTest::newRow("no such device as the input") << QVariantMap{{"sFile", "/dev/video97"}} << "open_device_failed";
         QTest::newRow("not a capture device") << QVariantMap{{"sDevice", "/dev/null"}} << "open_device_failed";
         QTest::newRow("a file as device") << QVariantMap{{"sDevice", m_sClip}} << "open_device_failed";
     }
