@@ -141,6 +141,15 @@ bool CWorkBase::RemoveObserver(void* observer)
     return true;
 }
 
+bool CWorkBase::SetNormalisedParams(const QVariantMap& params, Normaliser normalise)
+{
+    if (m_mapParams.isSharedWith(params))
+        return true;
+    bool ok = true;
+    m_mapParams = normalise(params, GetType(), &ok);
+    return ok;
+}
+
 void CWorkBase::NotifyProgress(int pos, int max)
 {
     QVariantMap progress;

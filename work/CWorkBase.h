@@ -75,6 +75,12 @@ protected:
     const QString& InputFile() const { return m_sInputFile; }
     const QString& SaveDir() const { return m_sSaveDir; }
 
+    // The SetParams body of the works that normalise their parameters: the parameter map
+    // becomes normalise's copy of params (nothing happens when it is that map already);
+    // false when a value had the wrong type or was out of range.
+    using Normaliser = QVariantMap (*)(const QVariantMap& params, int type, bool* ok);
+    bool SetNormalisedParams(const QVariantMap& params, Normaliser normalise);
+
     // Sends a progress map (kind 2) with the parameter map as "user_data".
     void NotifyProgress(int pos, int max = 100);
     // Sets "resMsg" (unless the work is silent) and logs the failure at the Warn level

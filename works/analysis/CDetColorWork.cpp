@@ -42,11 +42,7 @@ CDetColorWork::CDetColorWork()
 
 bool CDetColorWork::SetParams(const QVariantMap& params)
 {
-    if (m_mapParams.isSharedWith(params))
-        return true;
-    bool ok = true;
-    m_mapParams = CSampledWorkBase::Normalise(params, GetType(), &ok);
-    return ok;
+    return SetNormalisedParams(params, &CSampledWorkBase::Normalise);
 }
 
 const char* CDetColorWork::InputWord() const

@@ -43,11 +43,7 @@ QVariantMap CMoveWorkBase::Normalise(const QVariantMap& params, int type, bool* 
 
 bool CMoveWorkBase::SetParams(const QVariantMap& params)
 {
-    if (m_mapParams.isSharedWith(params))
-        return true;
-    bool ok = true;
-    m_mapParams = Normalise(params, GetType(), &ok);
-    return ok;
+    return SetNormalisedParams(params, &Normalise);
 }
 
 bool CMoveWorkBase::Analyse(CMoveAnalysis& analysis, int from, int to)

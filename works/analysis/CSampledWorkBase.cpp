@@ -36,9 +36,5 @@ QVariantMap CSampledWorkBase::Normalise(const QVariantMap& params, int type, boo
 
 bool CSampledWorkBase::SetParams(const QVariantMap& params)
 {
-    if (m_mapParams.isSharedWith(params))
-        return true;
-    bool ok = true;
-    m_mapParams = Normalise(params, GetType(), &ok);
-    return ok;
+    return SetNormalisedParams(params, &Normalise);
 }

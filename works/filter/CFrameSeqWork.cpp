@@ -199,7 +199,8 @@ void CFrameSeqWork::RunPicture(const QString& sFile, const QString& sSaveDir)
     const QString suffix = input.suffix().isEmpty() ? QStringLiteral("png") : input.suffix();
     bool reserved = false;
     const QString out = PubUtils::MakeUniqueFilePath(sSaveDir, input.baseName(), suffix, &reserved);
-    // The name search gives up at _99 and hands back an existing file: never remove that one.
+    // Only a name reserved here is removed: the search gives up at _99 and hands back an
+    // existing file, which is never ours to remove.
     if (!input.isFile() || !FilterPicture(sFile, out) || !PubUtils::IsUsableInput(out) || !m_bWorking) {
         if (reserved)
             QFile::remove(out);
